@@ -1,0 +1,24 @@
+# `cmake --install`: the library and its links, the header, a pkg-config file, a CMake package, the tool.
+include(CMakePackageConfigHelpers)
+
+set(KORVO_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/korvo_bt)
+
+install(TARGETS korvo_bt EXPORT korvo_bt-targets
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library NAMELINK_COMPONENT development)
+install(FILES ${PROJECT_SOURCE_DIR}/include/korvo_bt.h
+    DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
+
+configure_file(${PROJECT_SOURCE_DIR}/cmake/korvo_bt.pc.in ${PROJECT_BINARY_DIR}/korvo_bt.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/korvo_bt.pc
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+
+install(EXPORT korvo_bt-targets NAMESPACE Korvo:: DESTINATION ${KORVO_CMAKE_DIR} COMPONENT development)
+configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/korvo_bt-config.cmake.in
+    ${PROJECT_BINARY_DIR}/korvo_bt-config.cmake INSTALL_DESTINATION ${KORVO_CMAKE_DIR})
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/korvo_bt-config-version.cmake COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/korvo_bt-config.cmake ${PROJECT_BINARY_DIR}/korvo_bt-config-version.cmake
+    DESTINATION ${KORVO_CMAKE_DIR} COMPONENT development)
+
+if(KORVO_BUILD_TOOL)
+    install(TARGETS tqctl RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tool)
+endif()

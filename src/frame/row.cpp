@@ -1,0 +1,42 @@
+#include "frame/row.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace korvo {
+
+Row &Row::int32(std::int32_t &field) {
+    field = sqlite3_column_int(at_, column_++);
+    return *this;
+}
+
+Row &Row::low_int32(std::int32_t &field) {
+    field = static_cast<std::int32_t>(sqlite3_column_int64(at_, column_++));
+    return *this;
+}
+
+Row &Row::int64(std::int64_t &field) {
+    field = sqlite3_column_int64(at_, column_++);
+    return *this;
+}
+
+Row &Row::whole_float(float &field) {
+    field = static_cast<float>(sqlite3_column_int(at_, column_++));
+    return *this;
+}
+
+Row &Row::text(char *field, std::size_t width) {
+    const auto *text = reinterpret_cast<const char *>(sqlite3_column_text(at_, column_++));
+    const std::size_t length = text == nullptr ? 0 : strnlen(text, width - 1);
+    if (length > 0) {
+        std::memcpy(field, text, length);
+    }
+    field[length] = '\0';
+    return *this;
+}
+
+bool Row::whole() const {
+    return sqlite3_errcode(sqlite3_db_handle(at_)) != SQLITE_NOMEM;
+}
+
+} // namespace korvo

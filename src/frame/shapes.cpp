@@ -1,0 +1,182 @@
+#include "frame/shapes.h"
+
+#include <cstring>
+
+namespace korvo {
+namespace {
+
+constexpr int busy_timeout_ms = 20000;
+
+class Connection {
+public:
+    explicit Connection(const char *file, OnLock on_lock = OnLock::wait)
+        : open_(sqlite3_open(file != nullptr ? file : BTDB_DEFAULT_FILE, &db_) == SQLITE_OK) {
+        if (open_ && on_lock == OnLock::wait) {
+            sqlite3_busy_timeout(db_, busy_timeout_ms);
+        }
+    }
+    Connection(const Connection &) = delete;
+    Connection &operator=(const Connection &) = delete;
+    ~Connection() { sqlite3_close(db_); } // a failed open leaves a handle too
+
+    bool open() const { return open_; }
+    int exec(const char *sql, TqRowCallback callback = nullptr, void *context = nullptr) {
+        return sqlite3_exec(db_, sql, callback, context, nullptr);
+    }
+    sqlite3 *get() { return db_; }
+
+private:
+    sqlite3 *db_ = nullptr;
+    bool open_;
+};
+
+// A prepared statement of which only the first row is of interest. One that could not be prepared has none.
+class Query {
+public:
+    Query(Connection &connection, const char *sql) { sqlite3_prepare(connection.get(), sql, -1, &statement_, nullptr); }
+    Query(const Query &) = delete;
+    Query &operator=(const Query &) = delete;
+    ~Query() { sqlite3_finalize(statement_); }
+
+    bool has_row() { return sqlite3_step(statement_) == SQLITE_ROW; }
+    sqlite3_stmt *get() { return statement_; }
+
+private:
+    sqlite3_stmt *statement_ = nullptr;
+};
+
+} // namespace
+
+std::int32_t run(Sql sql, std::int32_t failure, OnLock on_lock) {
+    if (sql.absent()) {
+        return failure;
+    }
+    Connection connection(nullptr, on_lock);
+    if (!connection.open()) {
+        return BTDB_ERR_OPEN;
+    }
+    return connection.exec(sql.get()) == SQLITE_OK ? BTDB_OK : failure;
+}
+
+std::int32_t create_table(const char *table, std::initializer_list<const char *> indexes) {
+    Connection connection(nullptr);
+    if (!connection.open()) {
+        return BTDB_ERR_OPEN;
+    }
+    const int created = connection.exec(table);
+    for (const char *index : indexes) {
+        connection.exec(index);
+    }
+    return created == SQLITE_OK ? BTDB_OK : BTDB_ERR_TABLE;
+}
+
+std::int32_t update_checked(Sql sql) {
+    if (sql.absent()) {
+        return BTDB_ERR_UPDATE;
+    }
+    Connection connection(nullptr);
+    if (!connection.open()) {
+        return BTDB_ERR_OPEN;
+    }
+    const int updated = connection.exec(sql.get());
+    const int changes = sqlite3_total_changes(connection.get());
+    return updated == SQLITE_OK && changes != 0 ? BTDB_OK : BTDB_ERR_UPDATE;
+}
+
+std::int32_t read_value(Sql sql) {
+    if (sql.absent()) {
+        return BTDB_ERR_QUERY;
+    }
+    Connection connection(nullptr);
+    if (!connection.open()) {
+        return BTDB_ERR_OPEN;
+    }
+    Query query(connection, sql.get());
+    const std::int32_t value = query.has_row() ? sqlite3_column_int(query.get(), 0) : -1;
+    return value >= 0 ? value : BTDB_ERR_QUERY;
+}
+
+std::int32_t read_text(Sql sql, char *buffer, std::size_t size) {
+    if (sql.absent()) {
+        buffer[0] = '\0';
+        return BTDB_ERR_QUERY;
+    }
+    Connection connection(nullptr);
+    if (!connection.open()) {
+        return BTDB_ERR_OPEN;
+    }
+    Query query(connection, sql.get());
+    buffer[0] = '\0';
+    if (!query.has_row()) {
+        return BTDB_ERR_QUERY;
+    }
+    const auto *text = reinterpret_cast<const char *>(sqlite3_column_text(query.get(), 0));
+    if (!Row(query.get()).whole()) {
+        return BTDB_ERR_QUERY;
+    }
+    const std::size_t copied = text == nullptr ? 0 : strnlen(text, size);
+    if (copied > 0) {
+        std::memcpy(buffer, text, copied);
+    }
+    std::memset(buffer + copied, '\0', size - copied);
+    return sqlite3_column_bytes(query.get(), 0);
+}
+
+std::int32_t read_row(Sql sql, Walk walk, void *record) {
+    if (sql.absent()) {
+        return BTDB_ERR_QUERY;
+    }
+    Connection connection(nullptr);
+    if (!connection.open()) {
+        return BTDB_ERR_OPEN;
+    }
+    Query query(connection, sql.get());
+    if (!query.has_row()) {
+        return BTDB_ERR_QUERY;
+    }
+    Row row(query.get());
+    walk(row, record);
+    return row.whole() ? BTDB_OK : BTDB_ERR_QUERY;
+}
+
+std::int32_t list_rows_raw(const char *file, Sql sql, TqRowCallback callback, void *context) {
+    if (sql.absent()) {
+        return SQLITE_NOMEM;
+    }
+    Connection connection(file);
+    if (!connection.open()) {
+        return BTDB_ERR_OPEN;
+    }
+    return connection.exec(sql.get(), callback, context);
+}
+
+std::int32_t list_rows(const char *file, Sql sql, TqRowCallback callback, void *context) {
+    const std::int32_t result = list_rows_raw(file, sql, callback, context);
+    if (result == BTDB_ERR_OPEN) {
+        return BTDB_ERR_OPEN;
+    }
+    return result == SQLITE_OK ? BTDB_OK : BTDB_ERR_QUERY;
+}
+
+std::int32_t insert_then_latest_id(Sql insert, std::int32_t (*latest_id)()) {
+    const std::int32_t inserted = run(insert, BTDB_ERR_INSERT);
+    return inserted == BTDB_OK ? latest_id() : inserted;
+}
+
+bool valid_paging(std::int32_t start, std::int32_t end) {
+    return start >= 0 && start <= end;
+}
+
+Text paging(std::int32_t start, std::int32_t end) {
+    return start == 0 && end == 0 ? statement<"">() : statement<"LIMIT %d OFFSET %d">(end - start, start);
+}
+
+std::int32_t delete_by_column(std::span<const TextOfValue> keys, std::uint32_t selector, const void *value,
+                              OnLock on_lock) {
+    if (value == nullptr || selector >= keys.size() || keys[selector] == nullptr) {
+        return BTDB_ERR_PARAM;
+    }
+    return run(keys[selector](value), BTDB_ERR_DELETE, on_lock);
+}
+
+} // namespace korvo
