@@ -286,6 +286,594 @@ KORVO_BT_API int32_t bt_db_query_task(const char *file, TqRowCallback callback, 
  * Returns BTDB_OK; BTDB_ERR_OPEN; BTDB_ERR_QUERY when the listing failed or was stopped. */
 KORVO_BT_API int32_t bt_db_query_task_by_task_type(int32_t task_type, TqRowCallback callback, void *context);
 
+/* ---- BitTorrent session totals: the table BT_SESSION --------------------------------------------- */
+
+/* One row of BT_SESSION; fields in column order. Units are an agreement between the programs. */
+typedef struct BtSessionRecord {
+    int32_t session_id;     /* 0 identifier, from 1; assigned by the add, key of the update */
+    int32_t total_download; /* 1 total downloaded */
+    int32_t total_upload;   /* 2 total uploaded */
+    int32_t download_rate;  /* 3 download rate */
+    int32_t upload_rate;    /* 4 upload rate */
+    int32_t pause_all_time; /* 5 pause value, as the caller sets it */
+} BtSessionRecord;
+
+/* Creates BT_SESSION.
+ * Returns BTDB_OK; BTDB_ERR_TABLE when the table exists already; BTDB_ERR_OPEN. */
+KORVO_BT_API int32_t bt_db_create_tbl_session(void);
+
+/* Drops BT_SESSION with its rows; identifiers start again at 1.
+ * Returns BTDB_OK; BTDB_ERR_TABLE when there is no such table; BTDB_ERR_OPEN. */
+KORVO_BT_API int32_t bt_db_remove_tbl_session(void);
+
+/* Deletes all rows of BT_SESSION (there is no delete of single ones); identifiers go on.
+ * Returns BTDB_OK; BTDB_ERR_FLUSH; BTDB_ERR_OPEN. */
+KORVO_BT_API int32_t bt_db_flush_tbl_session(void);
+
+/* Adds a session row; the record's session_id is not read.
+ * Returns the new identifier, read as the largest in the table on a second connection (see
+ * bt_db_add_task() for what that means); BTDB_ERR_PARAM for NULL; BTDB_ERR_INSERT; BTDB_ERR_OPEN;
+ * BTDB_ERR_QUERY when the row is stored and its identifier could not be read. */
+KORVO_BT_API int32_t bt_db_add_session(const BtSessionRecord *record);
+
+/* Rewrites the row that has the record's session_id.
+ * Returns BTDB_OK; BTDB_ERR_UPDATE when there is none; BTDB_ERR_PARAM for NULL; BTDB_ERR_OPEN. */
+KORVO_BT_API int32_t bt_db_update_session(const BtSessionRecord *record);
+
+/* Reads one row into a record.
+ *   session_id  0 or more
+ * Returns BTDB_OK; BTDB_ERR_QUERY when there is no such row; BTDB_ERR_PARAM for a NULL record or a
+ * negative identifier; BTDB_ERR_OPEN. */
+KORVO_BT_API int32_t bt_db_query_data_by_session_id(int32_t session_id, BtSessionRecord *record);
+
+/* Lists the rows by ascending identifier, as the six columns of the table. Mind that this listing has no
+ * reserved argument and no filter.
+ * Returns BTDB_OK; BTDB_ERR_PARAM for bad paging; BTDB_ERR_OPEN; BTDB_ERR_QUERY when the listing failed
+ * or was stopped. */
+KORVO_BT_API int32_t bt_db_query_session(const char *file, TqRowCallback callback, int32_t start, int32_t end,
+                                         void *context);
+
+/* ---- Both kinds of task in one list -------------------------------------------------------------- */
+
+/* Lists BitTorrent and HTTP/FTP tasks together, by ascending start time compared as text (equal times in
+ * no defined order). Paging counts positions in the merged order, so a page can mix both kinds. A page
+ * costs as much as the whole list: SQLite merges and sorts both tables before it cuts.
+ *   filter  BT_TASK_FILTER_*. HTTP/FTP tasks go with them like this: RUNNING not paused, running or
+ *           queued; FINISHED and STATE_5 finished; ACTIVE running with a download rate above 0;
+ *           INACTIVE every task whose download rate is 0, in any state; PAUSED paused, running or queued.
+ * The other arguments are those of bt_db_query_task().
+ *
+ * Each row has sixteen columns:
+ *
+ *      0 task_start_time         6 task_rating (0)              11 task_time_left
+ *      1 task_id                 7 task_total_wanted_done       12 task_is_paused
+ *      2 task_torrent_name         (task_total_downloaded)      13 task_queue_position
+ *        (task_filename)         8 task_total_wanted            14 0 (task_errcode)
+ *      3 task_state                (task_total_size)            15 the text bt (http)
+ *      4 task_download_rate      9 task_progress
+ *      5 task_upload_rate (0)   10 task_finish_time
+ *
+ * In brackets: what an HTTP/FTP row has there, where it differs. Column names are those of the
+ * BitTorrent side. Identifiers of the two tables overlap: a row's key is columns 15 and 1 together.
+ * Returns BTDB_OK; BTDB_ERR_PARAM for bad paging or filter; BTDB_ERR_OPEN; BTDB_ERR_QUERY when the
+ * listing was stopped or failed, also when either table is missing. */
+KORVO_BT_API int32_t tq_db_query_task(const char *file, TqRowCallback callback, int32_t reserved, int32_t start,
+                                      int32_t end, int32_t filter, void *context);
+
+/* ---- HTTP/FTP tasks: the table HTTP_FTP_TASK ------------------------------------------------------ */
+
+/* States of an HTTP/FTP task. */
+#define HTTP_FTP_TASK_STATE_QUEUED 1   /* waits for a download process */
+#define HTTP_FTP_TASK_STATE_RUNNING 2  /* is being downloaded */
+#define HTTP_FTP_TASK_STATE_FINISHED 3 /* done; its file is looked for in its move folder, if it has one */
+
+/* Types of an HTTP/FTP task. Other values are stored too and belong to neither. */
+#define HTTP_FTP_TASK_TYPE_NORMAL 0
+#define HTTP_FTP_TASK_TYPE_RAPIDSHARE 1
+
+/* One row of HTTP_FTP_TASK; fields in column order, widths of texts including the NUL. The password is
+ * kept as plain text. Units and formats are an agreement between the programs. */
+typedef struct HttpFtpTaskRecord {
+    int32_t task_id;               /*  0 identifier, from 1; assigned by the add, never written by updates */
+    int32_t task_pid;              /*  1 process that downloads it, 0 none; removal kills a pid above 0 */
+    char task_filename[1025];      /*  2 source address, beginning with http or ftp; key of the update */
+    int32_t task_state;            /*  3 HTTP_FTP_TASK_STATE_* */
+    int32_t task_progress;         /*  4 progress */
+    int64_t task_total_size;       /*  5 total size */
+    int64_t task_total_downloaded; /*  6 amount downloaded */
+    int32_t task_download_rate;    /*  7 current download rate */
+    char task_start_time[20];      /*  8 start time; the combined listing sorts by it, as text */
+    char task_finish_time[20];     /*  9 finish time */
+    char task_time_left[9];        /* 10 time left */
+    int32_t task_is_paused;        /* 11 1 paused, 0 not; apart from the state */
+    int32_t task_type;             /* 12 HTTP_FTP_TASK_TYPE_* */
+    char task_username[33];        /* 13 user name at the source */
+    char task_password[65];        /* 14 password at the source */
+    int32_t task_errcode;          /* 15 the downloader's error code */
+    char task_move_folder[257];    /* 16 folder that the finished file is moved to; empty: none */
+    char task_savename[1024];      /* 17 name of the saved file; empty: the address's last part */
+    int32_t task_queue_position;   /* 18 place in the queue */
+} HttpFtpTaskRecord;
+
+/* Field codes: a column's position, for http_ftp_db_del_task() and the two field updates. The value is
+ * an int32_t, an int64_t where marked so, or a text. Below: D served by the delete, I by the update by
+ * identifier, P by the update by process id. */
+#define HTTP_FTP_TASK_FIELD_ID 0               /* D   */
+#define HTTP_FTP_TASK_FIELD_PID 1              /* DI  */
+#define HTTP_FTP_TASK_FIELD_FILENAME 2         /* DIP text */
+#define HTTP_FTP_TASK_FIELD_STATE 3            /* DIP */
+#define HTTP_FTP_TASK_FIELD_PROGRESS 4         /* DIP */
+#define HTTP_FTP_TASK_FIELD_TOTAL_SIZE 5       /*  IP int64_t */
+#define HTTP_FTP_TASK_FIELD_TOTAL_DOWNLOADED 6 /*  IP int64_t */
+#define HTTP_FTP_TASK_FIELD_DOWNLOAD_RATE 7    /*  IP int64_t, although the record holds 32 bits of it */
+#define HTTP_FTP_TASK_FIELD_START_TIME 8       /*  IP text */
+#define HTTP_FTP_TASK_FIELD_FINISH_TIME 9      /*  IP text */
+#define HTTP_FTP_TASK_FIELD_TIME_LEFT 10       /*  IP text */
+#define HTTP_FTP_TASK_FIELD_IS_PAUSED 11       /*  IP */
+#define HTTP_FTP_TASK_FIELD_TYPE 12            /* set by the add alone */
+#define HTTP_FTP_TASK_FIELD_USERNAME 13        /* set by the add alone */
+#define HTTP_FTP_TASK_FIELD_PASSWORD 14        /* set by the add alone */
+#define HTTP_FTP_TASK_FIELD_ERRCODE 15         /*  IP */
+#define HTTP_FTP_TASK_FIELD_MOVE_FOLDER 16     /*  IP text */
+#define HTTP_FTP_TASK_FIELD_SAVENAME 17        /*  IP text */
+#define HTTP_FTP_TASK_FIELD_QUEUE_POSITION 18  /*  IP */
+
+/* Creates HTTP_FTP_TASK and its indexes; see bt_db_create_tbl_task() for the four names it shares.
+ * Returns BTDB_OK; BTDB_ERR_TABLE when the table exists already; BTDB_ERR_OPEN. */
+KORVO_BT_API int32_t http_ftp_db_create_tbl_task(void);
+
+/* Drops HTTP_FTP_TASK with all its rows; identifiers start again at 1.
+ * Returns BTDB_OK; BTDB_ERR_TABLE when there is no such table; BTDB_ERR_OPEN. */
+KORVO_BT_API int32_t http_ftp_db_remove_tbl_task(void);
+
+/* Deletes all rows of HTTP_FTP_TASK; identifiers go on above the largest ever used.
+ * Returns BTDB_OK, also for an empty table; BTDB_ERR_FLUSH; BTDB_ERR_OPEN. */
+KORVO_BT_API int32_t http_ftp_db_flush_tbl_task(void);
+
+/* Adds a task, normally in state HTTP_FTP_TASK_STATE_QUEUED. The record's task_id is not read.
+ * Returns the new task's own identifier, 1 or more, also when other processes add at the same time: it
+ * is read on the insert's connection. BTDB_ERR_PARAM for NULL; BTDB_ERR_INSERT; BTDB_ERR_OPEN.
+ * BTDB_ERR_QUERY when the row is stored under an identifier that 31 bits do not hold. */
+KORVO_BT_API int32_t http_ftp_db_add_task(const HttpFtpTaskRecord *record);
+
+/* Writes a task's progress back, to every row that has the record's source address.
+ *   record  read: address (key), state, progress, both sizes, rate, finish time, time left, paused,
+ *           error code. Everything else in the table stays as it is.
+ * Returns BTDB_OK; BTDB_ERR_UPDATE when no row has that address; BTDB_ERR_PARAM for NULL;
+ * BTDB_ERR_OPEN. */
+KORVO_BT_API int32_t http_ftp_db_update_task(const HttpFtpTaskRecord *record);
+
+/* Sets the process of one task. Nothing is checked; 0 means none.
+ * Returns BTDB_OK; BTDB_ERR_UPDATE when there is no such task; BTDB_ERR_OPEN. */
+KORVO_BT_API int32_t http_ftp_db_update_pid_by_task_id(int32_t task_id, int32_t pid);
+
+/* Sets one column of one task, or of every task that a process works on (0: of every task without one).
+ *   field  HTTP_FTP_TASK_FIELD_*, as marked there
+ *   value  points to the new value, or is the text; texts are stored whole, whatever their length
+ * Mind the order of the arguments: http_ftp_db_del_task() takes the field first.
+ * Returns BTDB_OK; BTDB_ERR_UPDATE when no row matches; BTDB_ERR_PARAM for NULL or a field that is not
+ * served; BTDB_ERR_OPEN. */
+KORVO_BT_API int32_t http_ftp_db_update_task_field_by_id(int32_t task_id, uint32_t field, const void *value);
+KORVO_BT_API int32_t http_ftp_db_update_task_field_by_pid(int32_t pid, uint32_t field, const void *value);
+
+/* Deletes every task whose column equals a value.
+ *   field  HTTP_FTP_TASK_FIELD_ID, _PID, _FILENAME, _STATE or _PROGRESS
+ *   value  int32_t; the text itself for _FILENAME
+ * Returns BTDB_OK, also when no row matched; BTDB_ERR_PARAM for NULL or any other field; BTDB_ERR_OPEN;
+ * BTDB_ERR_DELETE. */
+KORVO_BT_API int32_t http_ftp_db_del_task(uint32_t field, const void *value);
+
+/* Reads the source address of one task.
+ *   task_id  0 or more
+ *   buffer   1024 bytes are written when there is such a task: at most 1023 of the address, then NULs
+ * Returns the length in bytes of the stored address (0 for an empty one; above 1023: it was cut);
+ * BTDB_ERR_QUERY when there is no such task (buffer[0] is then NUL); BTDB_ERR_PARAM for a NULL buffer or
+ * a negative identifier, BTDB_ERR_OPEN (the buffer is untouched). */
+KORVO_BT_API int32_t http_ftp_db_query_filename_by_task_id(int32_t task_id, char *buffer);
+
+/* Returns the process of one task, 0 when none; BTDB_ERR_QUERY when there is no such task or its stored
+ * process is negative; BTDB_ERR_PARAM for a negative identifier; BTDB_ERR_OPEN. */
+KORVO_BT_API int32_t http_ftp_db_query_pid_by_task_id(int32_t task_id);
+
+/* Reads one task into a record.
+ *   task_id  0 or more
+ * Returns BTDB_OK; BTDB_ERR_QUERY when there is no such task; BTDB_ERR_PARAM for a NULL record or a
+ * negative identifier; BTDB_ERR_OPEN. */
+KORVO_BT_API int32_t http_ftp_db_query_data_by_task_id(int32_t task_id, HttpFtpTaskRecord *record);
+
+/* Returns the largest identifier in HTTP_FTP_TASK; BTDB_ERR_QUERY when the table is empty or missing;
+ * BTDB_ERR_OPEN. */
+KORVO_BT_API int32_t http_ftp_db_query_latest_task_id(void);
+
+/* ---- HTTP/FTP tasks: dispatch --------------------------------------------------------------------- */
+
+/* How the downloader picks its work. No paused task is ever picked or counted here. "Queued" and
+ * "running" are the states; the oldest queued task comes first, the newest running one. http_db_ and
+ * ftp_db_ take only tasks whose address begins with http (https too) or ftp, in any letter case;
+ * _no_rapidshare only type 0, _only_rapidshare only type 1, _without_pid only those without a process.
+ *
+ * Picking changes nothing: two processes that ask at once are given the same task. Claim it with
+ * http_ftp_db_update_pid_by_task_id() and a state update, and let one process do the picking.
+ *
+ *   record           filled
+ *   exclude_task_id  a task to pass over; 0 or below: none
+ * Return BTDB_OK; BTDB_ERR_QUERY when there is no such task; BTDB_ERR_PARAM for NULL; BTDB_ERR_OPEN. */
+KORVO_BT_API int32_t http_ftp_db_query_next_queued_task(HttpFtpTaskRecord *record, int32_t exclude_task_id);
+KORVO_BT_API int32_t http_ftp_db_query_next_queued_task_no_rapidshare(HttpFtpTaskRecord *record,
+                                                                      int32_t exclude_task_id);
+KORVO_BT_API int32_t http_ftp_db_query_next_queued_task_only_rapidshare(HttpFtpTaskRecord *record,
+                                                                        int32_t exclude_task_id);
+KORVO_BT_API int32_t http_ftp_db_query_next_running_task(HttpFtpTaskRecord *record, int32_t exclude_task_id);
+KORVO_BT_API int32_t http_ftp_db_query_next_running_task_without_pid(HttpFtpTaskRecord *record);
+KORVO_BT_API int32_t http_db_query_next_running_task(HttpFtpTaskRecord *record, int32_t exclude_task_id);
+KORVO_BT_API int32_t http_db_query_next_queued_task_no_rapidshare(HttpFtpTaskRecord *record, int32_t exclude_task_id);
+KORVO_BT_API int32_t ftp_db_query_next_running_task(HttpFtpTaskRecord *record, int32_t exclude_task_id);
+KORVO_BT_API int32_t ftp_db_query_next_queued_task(HttpFtpTaskRecord *record, int32_t exclude_task_id);
+
+/* Return how many tasks run; BTDB_ERR_QUERY when the table is missing; BTDB_ERR_OPEN. */
+KORVO_BT_API int32_t http_ftp_db_query_running_task_count(void);
+KORVO_BT_API int32_t http_ftp_db_query_running_task_count_only_rapidshare(void);
+KORVO_BT_API int32_t http_ftp_db_query_running_task_count_without_pid(void);
+KORVO_BT_API int32_t http_db_query_running_task_count(void);
+KORVO_BT_API int32_t ftp_db_query_running_task_count(void);
+
+/* Recovery after the downloader stopped, in this order: no task has a process any more, running tasks
+ * that are not paused and have no process go back to the queue, nothing is being transferred.
+ * Return BTDB_OK; BTDB_ERR_UPDATE, also when there was no row to change (an empty table; for the second,
+ * no such task), which is then no failure of the recovery; BTDB_ERR_OPEN. */
+KORVO_BT_API int32_t http_ftp_db_update_pid_to_zero(void);
+KORVO_BT_API int32_t http_ftp_db_update_no_pid_runninig_task_to_queue(void);
+KORVO_BT_API int32_t http_ftp_db_update_download_rate_to_zero(void);
+
+/* ---- HTTP/FTP tasks: listings and counts ---------------------------------------------------------- */
+
+/* Filters of the HTTP/FTP listing and count. */
+#define HTTP_FTP_TASK_FILTER_ALL 0      /* every task */
+#define HTTP_FTP_TASK_FILTER_RUNNING 1  /* not paused, running or queued */
+#define HTTP_FTP_TASK_FILTER_FINISHED 2 /* finished */
+#define HTTP_FTP_TASK_FILTER_ACTIVE 3   /* running with a download rate above 0, paused or not */
+#define HTTP_FTP_TASK_FILTER_INACTIVE 4 /* download rate 0, in any state */
+#define HTTP_FTP_TASK_FILTER_PAUSED 5   /* paused, running or queued */
+
+/* Counts the tasks that a filter selects.
+ * Returns the count; BTDB_ERR_PARAM for a filter outside 0 to 5; BTDB_ERR_QUERY; BTDB_ERR_OPEN. */
+KORVO_BT_API int32_t http_ftp_db_query_task_count(int32_t filter);
+
+/* Lists the tasks that a filter selects, as the 19 columns of HTTP_FTP_TASK in the order of the record
+ * (the password among them). The order is SQLite's own: stable while the table does not change, and
+ * otherwise undefined. Arguments and results are those of bt_db_query_task(). */
+KORVO_BT_API int32_t http_ftp_db_query_task(const char *file, TqRowCallback callback, int32_t reserved, int32_t start,
+                                            int32_t end, int32_t filter, void *context);
+
+/* Counts the tasks that have exactly this source address, letter case included.
+ * Returns the count; BTDB_ERR_PARAM for NULL; BTDB_ERR_QUERY; BTDB_ERR_OPEN. */
+KORVO_BT_API int32_t http_ftp_db_query_task_count_by_filename(const char *filename);
+
+/* ---- Files of a torrent: the table BT_FDATA ------------------------------------------------------- */
+
+/* One row of BT_FDATA; fields in column order. The library gives commands and checked marks no meaning.
+ * Nothing ties the rows to BT_TASK; bt_task_remove() deletes those of the task it removes. */
+typedef struct BtFileDataRecord {
+    int32_t fdata_id;           /* 0 identifier, assigned by the add; read by no function */
+    int32_t fdata_command;      /* 1 command code */
+    int32_t fdata_task_id;      /* 2 task_id of the BitTorrent task */
+    int32_t fdata_checked;      /* 3 checked mark */
+    int32_t fdata_file_index;   /* 4 index of the file in the task */
+    char fdata_file_path[4096]; /* 5 path of the file; as long as a path on Linux can be, so none is cut */
+} BtFileDataRecord;
+
+/* Creates BT_FDATA and its indexes.
+ * Returns BTDB_OK; BTDB_ERR_TABLE when the table exists already; BTDB_ERR_OPEN. */
+KORVO_BT_API int32_t bt_fdata_create_tbl(void);
+
+/* Drops BT_FDATA with its rows; identifiers start again at 1. Does not wait: a locked file is
+ * BTDB_ERR_TABLE at once.
+ * Returns BTDB_OK; BTDB_ERR_TABLE; BTDB_ERR_OPEN. */
+KORVO_BT_API int32_t bt_fdata_remove_tbl(void);
+
+/* Deletes all rows of BT_FDATA; identifiers go on.
+ * Returns BTDB_OK; BTDB_ERR_FLUSH; BTDB_ERR_OPEN. */
+KORVO_BT_API int32_t bt_fdata_flush_tbl(void);
+
+/* Adds a row. No value is checked; fdata_id is not read.
+ * Returns BTDB_OK, not an identifier; BTDB_ERR_PARAM for NULL; BTDB_ERR_INSERT; BTDB_ERR_OPEN. */
+KORVO_BT_API int32_t bt_fdata_add(const BtFileDataRecord *record);
+
+/* Deletes every row whose column equals a value. Does not wait: a locked file is BTDB_ERR_DELETE at once.
+ *   selector  0 fdata_id, 1 fdata_command, 2 fdata_task_id, 3 fdata_checked, 4 fdata_file_index,
+ *             5 fdata_file_path
+ *   value     int32_t; the text itself for 5
+ * Returns BTDB_OK, also when no row matched; BTDB_ERR_PARAM; BTDB_ERR_OPEN; BTDB_ERR_DELETE. */
+KORVO_BT_API int32_t bt_fdata_del(uint32_t selector, const void *value);
+
+/* Counts the rows that have both this command and this task; no value stands for "any".
+ *   command, task_id  0 or more
+ * Returns the count; BTDB_ERR_PARAM when either is negative; BTDB_ERR_QUERY; BTDB_ERR_OPEN. */
+KORVO_BT_API int32_t bt_fdata_query_count(int32_t command, int32_t task_id);
+
+/* Lists the same rows, as the six columns of BT_FDATA, in no defined order and without paging.
+ * Returns BTDB_OK; BTDB_ERR_PARAM; BTDB_ERR_QUERY when the listing failed or was stopped; BTDB_ERR_OPEN. */
+KORVO_BT_API int32_t bt_fdata_query(const char *file, TqRowCallback callback, int32_t command, int32_t task_id,
+                                    void *context);
+
+/* Lists all rows; as bt_fdata_query(). */
+KORVO_BT_API int32_t bt_fdata_query_all(const char *file, TqRowCallback callback, void *context);
+
+/* Sets the checked mark of every row of one file of a task, whatever its command.
+ *   task_id, file_index, checked  0 or more, in this order
+ * Returns BTDB_OK; BTDB_ERR_UPDATE when no row matches; BTDB_ERR_PARAM when one is negative;
+ * BTDB_ERR_OPEN. */
+KORVO_BT_API int32_t bt_fdata_update_checked_by_task_id_and_file_index(int32_t task_id, int32_t file_index,
+                                                                       int32_t checked);
+
+/* Overwrites every row that has the record's task and file index, whatever its command, with the whole
+ * record (fdata_id aside). Adds no row.
+ * Returns BTDB_OK; BTDB_ERR_UPDATE when no row matches; BTDB_ERR_PARAM for NULL; BTDB_ERR_OPEN. */
+KORVO_BT_API int32_t bt_fdata_upload(const BtFileDataRecord *record);
+
+/* ---- Facts of a torrent: the table BT_INFODATA ---------------------------------------------------- */
+
+/* One row of BT_INFODATA; fields in column order, widths of texts including the NUL. Processes hand a
+ * torrent's facts to one another through these rows, keyed by command, task and sender. */
+typedef struct BtInfoDataRecord {
+    int32_t infodata_id;             /*  0 identifier, assigned by the add; read by no function */
+    int32_t infodata_command;        /*  1 command code */
+    int32_t infodata_task_id;        /*  2 task_id of the BitTorrent task; key of the update */
+    int32_t infodata_sender_pid;     /*  3 process id of the sender; not checked */
+    char infodata_creation_date[33]; /*  4 creation date */
+    char infodata_name[1025];        /*  5 name */
+    char infodata_comment[1025];     /*  6 comment */
+    char infodata_creator[126];      /*  7 creator */
+    int32_t infodata_piece_length;   /*  8 piece length */
+    int32_t infodata_num_pieces;     /*  9 number of pieces */
+    char infodata_infohash[57];      /* 10 info-hash, as text */
+    char infodata_trackers[1025];    /* 11 trackers */
+    char infodata_error[513];        /* 12 error text */
+    char infodata_next_announce[18]; /* 13 next announce */
+    int32_t infodata_active_time;    /* 14 active time */
+    int32_t infodata_seeding_time;   /* 15 seeding time */
+} BtInfoDataRecord;
+
+/* Creates BT_INFODATA and its indexes.
+ * Returns BTDB_OK; BTDB_ERR_TABLE when the table exists already; BTDB_ERR_OPEN. */
+KORVO_BT_API int32_t bt_infodata_create_tbl(void);
+
+/* Drops BT_INFODATA with its rows; identifiers start again at 1. Does not wait: a locked file is
+ * BTDB_ERR_TABLE at once.
+ * Returns BTDB_OK; BTDB_ERR_TABLE; BTDB_ERR_OPEN. */
+KORVO_BT_API int32_t bt_infodata_remove_tbl(void);
+
+/* Deletes all rows of BT_INFODATA; identifiers go on.
+ * Returns BTDB_OK; BTDB_ERR_FLUSH; BTDB_ERR_OPEN. */
+KORVO_BT_API int32_t bt_infodata_flush_tbl(void);
+
+/* Adds a row. No value is checked; infodata_id is not read.
+ * Returns BTDB_OK, not an identifier; BTDB_ERR_PARAM for NULL; BTDB_ERR_INSERT; BTDB_ERR_OPEN. */
+KORVO_BT_API int32_t bt_infodata_add(const BtInfoDataRecord *record);
+
+/* Deletes every row whose column equals a value. Does not wait: a locked file is BTDB_ERR_DELETE at once.
+ *   selector  0 infodata_id, 1 infodata_command, 2 infodata_task_id
+ *   value     int32_t
+ * Returns BTDB_OK, also when no row matched; BTDB_ERR_PARAM; BTDB_ERR_OPEN; BTDB_ERR_DELETE. */
+KORVO_BT_API int32_t bt_infodata_del(uint32_t selector, const void *value);
+
+/* Deletes one sender's rows of a task; those of other senders stay. Does not wait either.
+ *   task_id, sender_pid  0 or more
+ * Returns BTDB_OK, also when no row matched; BTDB_ERR_PARAM; BTDB_ERR_OPEN; BTDB_ERR_DELETE. */
+KORVO_BT_API int32_t bt_infodata_del_by_task_id_and_pid(int32_t task_id, int32_t sender_pid);
+
+/* Counts the rows that have this command, this task and this sender; no value stands for "any".
+ *   command, task_id  0 or more
+ *   sender_pid        any value, matched as it is
+ * Returns the count; BTDB_ERR_PARAM; BTDB_ERR_QUERY; BTDB_ERR_OPEN. */
+KORVO_BT_API int32_t bt_infodata_query_count(int32_t command, int32_t task_id, int32_t sender_pid);
+
+/* Lists the same rows, as the sixteen columns of BT_INFODATA, in no defined order and without paging.
+ * Returns BTDB_OK; BTDB_ERR_PARAM; BTDB_ERR_QUERY when the listing failed or was stopped; BTDB_ERR_OPEN. */
+KORVO_BT_API int32_t bt_infodata_query(const char *file, TqRowCallback callback, int32_t command, int32_t task_id,
+                                       int32_t sender_pid, void *context);
+
+/* Lists all rows; as bt_infodata_query(). */
+KORVO_BT_API int32_t bt_infodata_query_all(const char *file, TqRowCallback callback, void *context);
+
+/* Overwrites EVERY row of the record's task with the whole record (infodata_id aside), command and
+ * sender included: rows of other senders too. Adds no row.
+ * Returns BTDB_OK; BTDB_ERR_UPDATE when the task has no row; BTDB_ERR_PARAM for NULL; BTDB_ERR_OPEN. */
+KORVO_BT_API int32_t bt_infodata_update(const BtInfoDataRecord *record);
+
+/* ---- RSS feed items: the table BT_RSS ------------------------------------------------------------- */
+
+/* One row of BT_RSS; fields in column order, widths of texts including the NUL. */
+typedef struct BtRssRecord {
+    int32_t rss_id;               /* 0 identifier, from 1; assigned by the add */
+    char rss_url[1025];           /* 1 address of the item's feed */
+    char rss_title[1025];         /* 2 title of the item */
+    char rss_enclosure_url[1025]; /* 3 address of what the item offers */
+    char rss_keyword[33];         /* 4 keyword */
+    char rss_user_def_title[57];  /* 5 the user's own title of the feed */
+    int32_t rss_downloaded;       /* 6 downloaded mark */
+} BtRssRecord;
+
+/* Creates BT_RSS and its indexes.
+ * Returns BTDB_OK; BTDB_ERR_TABLE when the table exists already; BTDB_ERR_OPEN. */
+KORVO_BT_API int32_t bt_rss_create_tbl(void);
+
+/* Drops BT_RSS with its rows; identifiers start again at 1.
+ * Returns BTDB_OK; BTDB_ERR_TABLE when there is no such table; BTDB_ERR_OPEN. */
+KORVO_BT_API int32_t bt_rss_remove_tbl(void);
+
+/* Deletes all rows of BT_RSS; identifiers go on.
+ * Returns BTDB_OK; BTDB_ERR_FLUSH; BTDB_ERR_OPEN. */
+KORVO_BT_API int32_t bt_rss_flush_tbl(void);
+
+/* Adds an item; rss_id is not read.
+ * Returns the new identifier, read as the largest in the table on a second connection (see
+ * bt_db_add_task() for what that means); BTDB_ERR_PARAM for NULL; BTDB_ERR_INSERT; BTDB_ERR_OPEN;
+ * BTDB_ERR_QUERY when the row is stored and its identifier could not be read. */
+KORVO_BT_API int32_t bt_rss_add(const BtRssRecord *record);
+
+/* Returns the largest identifier in BT_RSS; BTDB_ERR_QUERY when the table is empty or missing;
+ * BTDB_ERR_OPEN. */
+KORVO_BT_API int32_t bt_rss_query_latest_id(void);
+
+/* Reads one item into a record.
+ *   rss_id  0 or more
+ * Returns BTDB_OK; BTDB_ERR_QUERY when there is no such item; BTDB_ERR_PARAM for a NULL record or a
+ * negative identifier; BTDB_ERR_OPEN. */
+KORVO_BT_API int32_t bt_rss_query_data_by_id(int32_t rss_id, BtRssRecord *record);
+
+/* Sets one column of one item.
+ *   field  4 rss_keyword, 5 rss_user_def_title (texts), 6 rss_downloaded (int32_t)
+ * Returns BTDB_OK; BTDB_ERR_UPDATE when there is no such item; BTDB_ERR_PARAM for a NULL value or any
+ * other field; BTDB_ERR_OPEN. */
+KORVO_BT_API int32_t bt_rss_update_field_by_id(int32_t rss_id, uint32_t field, const void *value);
+
+/* Deletes every item whose column equals a value.
+ *   selector  0 rss_id, 1 rss_url, 4 rss_keyword, 5 rss_user_def_title, 6 rss_downloaded
+ *   value     int32_t for 0 and 6; the text itself for the others
+ * Returns BTDB_OK, also when no row matched; BTDB_ERR_PARAM; BTDB_ERR_OPEN; BTDB_ERR_DELETE. */
+KORVO_BT_API int32_t bt_rss_del(uint32_t selector, const void *value);
+
+/* Returns the number of items; BTDB_ERR_QUERY when the table is missing; BTDB_ERR_OPEN. */
+KORVO_BT_API int32_t bt_rss_query_count(void);
+
+/* Lists the feeds: each distinct pair of rss_user_def_title and rss_url once, as these two columns.
+ * Returns BTDB_OK; BTDB_ERR_QUERY when the listing failed or was stopped; BTDB_ERR_OPEN. */
+KORVO_BT_API int32_t bt_rss_user_title_list_query(const char *file, TqRowCallback callback, void *context);
+
+/* Lists the items of one user title, as the seven columns of BT_RSS, in no defined order.
+ * Returns BTDB_OK; BTDB_ERR_PARAM for a NULL title; BTDB_ERR_QUERY when the listing failed or was
+ * stopped; BTDB_ERR_OPEN. */
+KORVO_BT_API int32_t bt_rss_query_data_by_ud_title(const char *file, TqRowCallback callback, const char *user_title,
+                                                   void *context);
+
+/* Lists all items by pages, as the seven columns of BT_RSS, in SQLite's own order.
+ *   reserved  ignored
+ * Returns BTDB_OK; BTDB_ERR_PARAM for bad paging; BTDB_ERR_QUERY when the listing failed or was stopped;
+ * BTDB_ERR_OPEN. */
+KORVO_BT_API int32_t bt_rss_query(const char *file, TqRowCallback callback, int32_t reserved, int32_t start,
+                                  int32_t end, void *context);
+
+/* ---- RSS download jobs: the table BT_RSS_JOB ------------------------------------------------------ */
+
+/* One row of BT_RSS_JOB; fields in column order, widths of texts including the NUL. The library stores
+ * filters and does not apply them. */
+typedef struct BtRssJobRecord {
+    int32_t rss_job_id;                 /* 0 identifier, from 1; assigned by the add */
+    char rss_job_name[513];             /* 1 name */
+    char rss_job_filter[513];           /* 2 filter */
+    char rss_job_exclusion_filter[513]; /* 3 exclusion filter */
+    char rss_job_url_applied[1022];     /* 4 address of the feed it applies to */
+    int32_t rss_job_quality;            /* 5 quality code */
+    int32_t rss_job_interval;           /* 6 check interval */
+    int32_t rss_job_last_check;         /* 7 time of the last check */
+    int32_t rss_job_enable_episode;     /* 8 episode switch */
+    char rss_job_episode[513];          /* 9 episode; as wide as the filters, of which it is a further one */
+} BtRssJobRecord;
+
+/* Creates BT_RSS_JOB and its indexes.
+ * Returns BTDB_OK; BTDB_ERR_TABLE when the table exists already; BTDB_ERR_OPEN. */
+KORVO_BT_API int32_t bt_rss_job_create_tbl(void);
+
+/* Drops BT_RSS_JOB with its rows; identifiers start again at 1.
+ * Returns BTDB_OK; BTDB_ERR_TABLE when there is no such table; BTDB_ERR_OPEN. */
+KORVO_BT_API int32_t bt_rss_job_remove_tbl(void);
+
+/* Deletes all rows of BT_RSS_JOB; identifiers go on.
+ * Returns BTDB_OK; BTDB_ERR_FLUSH; BTDB_ERR_OPEN. */
+KORVO_BT_API int32_t bt_rss_job_flush_tbl(void);
+
+/* Adds a job; rss_job_id is not read. Results are those of bt_rss_add(). */
+KORVO_BT_API int32_t bt_rss_job_add(const BtRssJobRecord *record);
+
+/* Returns the largest identifier in BT_RSS_JOB; BTDB_ERR_QUERY when the table is empty or missing;
+ * BTDB_ERR_OPEN. */
+KORVO_BT_API int32_t bt_rss_job_query_latest_id(void);
+
+/* Reads one job into a record.
+ *   job_id  0 or more
+ * Returns BTDB_OK; BTDB_ERR_QUERY when there is no such job; BTDB_ERR_PARAM for a NULL record or a
+ * negative identifier; BTDB_ERR_OPEN. */
+KORVO_BT_API int32_t bt_rss_job_query_data_by_id(int32_t job_id, BtRssJobRecord *record);
+
+/* Sets one column of one job.
+ *   field  1 to 9, the column's position; 5 to 8 take an int32_t, the others a text
+ * Returns BTDB_OK; BTDB_ERR_UPDATE when there is no such job; BTDB_ERR_PARAM for a NULL value or any
+ * other field; BTDB_ERR_OPEN. */
+KORVO_BT_API int32_t bt_rss_job_update_field_by_id(int32_t job_id, uint32_t field, const void *value);
+
+/* Deletes every job whose column equals a value.
+ *   selector  0 rss_job_id, 1 rss_job_name, 4 rss_job_url_applied
+ *   value     int32_t for 0; the text itself for the others
+ * Returns BTDB_OK, also when no row matched; BTDB_ERR_PARAM; BTDB_ERR_OPEN; BTDB_ERR_DELETE. */
+KORVO_BT_API int32_t bt_rss_job_del(uint32_t selector, const void *value);
+
+/* Returns the number of jobs; BTDB_ERR_QUERY when the table is missing; BTDB_ERR_OPEN. */
+KORVO_BT_API int32_t bt_rss_job_query_count(void);
+
+/* Lists the jobs by pages, as the ten columns of BT_RSS_JOB; otherwise as bt_rss_query(). */
+KORVO_BT_API int32_t bt_rss_job_query(const char *file, TqRowCallback callback, int32_t reserved, int32_t start,
+                                      int32_t end, void *context);
+
+/* ---- Host accounts: the table BT_ACCOUNT ---------------------------------------------------------- */
+
+/* One row of BT_ACCOUNT; fields in column order, widths of texts including the NUL. A host may have any
+ * number of accounts. Passwords are kept as plain text; every read and listing hands them out so. */
+typedef struct BtAccountRecord {
+    int32_t account_id;     /* 0 identifier, from 1; assigned by the add; not read by the update */
+    char account_host[513]; /* 1 host */
+    int32_t account_enable; /* 2 enable value, as the caller sets it */
+    char account_user[33];  /* 3 user name */
+    char account_pass[65];  /* 4 password; as wide as the login of an HTTP/FTP task that it is used for */
+} BtAccountRecord;
+
+/* Creates BT_ACCOUNT and its indexes.
+ * Returns BTDB_OK; BTDB_ERR_TABLE when the table exists already; BTDB_ERR_OPEN. */
+KORVO_BT_API int32_t bt_account_create_tbl(void);
+
+/* Drops BT_ACCOUNT with its rows; identifiers start again at 1. Does not wait: a locked file is
+ * BTDB_ERR_TABLE at once.
+ * Returns BTDB_OK; BTDB_ERR_TABLE; BTDB_ERR_OPEN. */
+KORVO_BT_API int32_t bt_account_remove_tbl(void);
+
+/* Deletes all rows of BT_ACCOUNT; identifiers go on.
+ * Returns BTDB_OK; BTDB_ERR_FLUSH; BTDB_ERR_OPEN. */
+KORVO_BT_API int32_t bt_account_flush_tbl(void);
+
+/* Adds an account; account_id is not read.
+ * Returns BTDB_OK, not an identifier; BTDB_ERR_PARAM for NULL; BTDB_ERR_INSERT; BTDB_ERR_OPEN. */
+KORVO_BT_API int32_t bt_account_add(const BtAccountRecord *record);
+
+/* Overwrites all four values of the account that the second argument names; the record's account_id is
+ * not read.
+ * Returns BTDB_OK; BTDB_ERR_UPDATE when there is no such account; BTDB_ERR_PARAM for NULL;
+ * BTDB_ERR_OPEN. */
+KORVO_BT_API int32_t bt_account_update(const BtAccountRecord *record, int32_t account_id);
+
+/* Reads one account into a record.
+ *   account_id  0 or more
+ * Returns BTDB_OK; BTDB_ERR_QUERY when there is no such account; BTDB_ERR_PARAM for a NULL record or a
+ * negative identifier; BTDB_ERR_OPEN. */
+KORVO_BT_API int32_t bt_account_query_data_by_id(int32_t account_id, BtAccountRecord *record);
+
+/* Deletes every account whose column equals a value. Does not wait: a locked file is BTDB_ERR_DELETE at
+ * once.
+ *   selector  0 account_id, 1 account_host, 2 account_enable
+ *   value     int32_t for 0 and 2; the text itself for 1
+ * Returns BTDB_OK, also when no row matched; BTDB_ERR_PARAM; BTDB_ERR_OPEN; BTDB_ERR_DELETE. */
+KORVO_BT_API int32_t bt_account_del(uint32_t selector, const void *value);
+
+/* Returns the number of accounts; BTDB_ERR_QUERY when the table is missing; BTDB_ERR_OPEN. */
+KORVO_BT_API int32_t bt_account_query_count(void);
+
+/* Lists the accounts with exactly this enable value, as the five columns of BT_ACCOUNT, in no defined
+ * order and without paging.
+ * Returns BTDB_OK; BTDB_ERR_QUERY when the listing failed or was stopped; BTDB_ERR_OPEN. */
+KORVO_BT_API int32_t bt_account_query(const char *file, TqRowCallback callback, int32_t enable, void *context);
+
+/* Lists all accounts; as bt_account_query(). */
+KORVO_BT_API int32_t bt_account_query_all(const char *file, TqRowCallback callback, void *context);
+
 #ifdef __cplusplus
 }
 #endif

@@ -163,6 +163,21 @@ std::int32_t insert_then_latest_id(Sql insert, std::int32_t (*latest_id)()) {
     return inserted == BTDB_OK ? latest_id() : inserted;
 }
 
+std::int32_t insert_returning_id(Sql insert) {
+    if (insert.absent()) {
+        return BTDB_ERR_INSERT;
+    }
+    Connection connection(nullptr);
+    if (!connection.open()) {
+        return BTDB_ERR_OPEN;
+    }
+    if (connection.exec(insert.get()) != SQLITE_OK) {
+        return BTDB_ERR_INSERT;
+    }
+    const auto id = static_cast<std::int32_t>(sqlite3_last_insert_rowid(connection.get()));
+    return id >= 0 ? id : BTDB_ERR_QUERY;
+}
+
 bool valid_paging(std::int32_t start, std::int32_t end) {
     return start >= 0 && start <= end;
 }
@@ -171,9 +186,13 @@ Text paging(std::int32_t start, std::int32_t end) {
     return start == 0 && end == 0 ? statement<"">() : statement<"LIMIT %d OFFSET %d">(end - start, start);
 }
 
+bool serves(std::span<const TextOfValue> texts, std::uint32_t position, const void *value) {
+    return value != nullptr && position < texts.size() && texts[position] != nullptr;
+}
+
 std::int32_t delete_by_column(std::span<const TextOfValue> keys, std::uint32_t selector, const void *value,
                               OnLock on_lock) {
-    if (value == nullptr || selector >= keys.size() || keys[selector] == nullptr) {
+    if (!serves(keys, selector, value)) {
         return BTDB_ERR_PARAM;
     }
     return run(keys[selector](value), BTDB_ERR_DELETE, on_lock);

@@ -63,9 +63,15 @@ std::int32_t list_rows_raw(const char *file, Sql sql, TqRowCallback callback, vo
 // from a second frame.
 std::int32_t insert_then_latest_id(Sql insert, std::int32_t (*latest_id)());
 
+// Its sibling for tables whose callers need the identifier of this very row: it is read on the insert's own connection.
+std::int32_t insert_returning_id(Sql insert);
+
 // Paging: start and end are positions, end exclusive; both 0 is everything.
 bool valid_paging(std::int32_t start, std::int32_t end);
 Text paging(std::int32_t start, std::int32_t end);
+
+// Whether a table of texts by column position serves this position and there is a value to build its text from.
+bool serves(std::span<const TextOfValue> texts, std::uint32_t position, const void *value);
 
 // Delete by column: `keys` holds a statement for each column position that the operation serves.
 std::int32_t delete_by_column(std::span<const TextOfValue> keys, std::uint32_t selector, const void *value,

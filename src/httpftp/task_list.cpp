@@ -1,0 +1,34 @@
+// Lists and counts of HTTP_FTP_TASK.
+
+#include "frame/shapes.h"
+#include "httpftp/task_filter.h"
+
+using korvo::statement;
+using korvo::Text;
+
+int32_t http_ftp_db_query_task_count(int32_t filter) {
+    if (!korvo::valid_http_ftp_task_filter(filter)) {
+        return BTDB_ERR_PARAM;
+    }
+    const Text where = korvo::http_ftp_task_where(filter);
+    return korvo::read_value(statement<"SELECT COUNT(*) FROM HTTP_FTP_TASK %s;">(where));
+}
+
+int32_t http_ftp_db_query_task(const char *file, TqRowCallback callback, int32_t /*reserved*/, int32_t start,
+                               int32_t end, int32_t filter, void *context) {
+    if (!korvo::valid_paging(start, end) || !korvo::valid_http_ftp_task_filter(filter)) {
+        return BTDB_ERR_PARAM;
+    }
+    const Text order = statement<"">(); // this table's listing has no order of its own
+    const Text where = korvo::http_ftp_task_where(filter);
+    const Text page = korvo::paging(start, end);
+    return korvo::list_rows(file, statement<"SELECT * FROM HTTP_FTP_TASK %s %s %s;">(where, order, page), callback,
+                            context);
+}
+
+int32_t http_ftp_db_query_task_count_by_filename(const char *filename) {
+    if (filename == nullptr) {
+        return BTDB_ERR_PARAM;
+    }
+    return korvo::read_value(statement<"SELECT COUNT(*) FROM HTTP_FTP_TASK WHERE task_filename = '%q';">(filename));
+}
