@@ -1,0 +1,103 @@
+#!/bin/bash
+# Shows what the library is for, on torrents made on the spot from files of this machine. Takes the folder of the built
+# programs; ./dev demo runs it in the sandbox. Every step is checked: the first surprise ends the demonstration.
+set -euo pipefail
+
+if [[ ${KORVO_SANDBOX:-} != 1 || $# != 1 ]]; then
+    echo "demo.sh changes the download manager's real database: run it as ./dev demo" >&2
+    exit 2
+fi
+PATH=$1:$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")" && pwd):$PATH
+tracker=udp://tracker.example.org:6969/announce
+licences=/usr/share/common-licenses
+cd "$(mktemp -d)"
+
+step() { printf '\n--- %s\n' "$*"; }
+
+# Prints a command as one would type it.
+show() {
+    local line='$' word
+    for word; do
+        [[ $word != *[!A-Za-z0-9_./:=-]* ]] || word=\'$word\'
+        line+=" $word"
+    done
+    printf '%s\n' "$line"
+}
+
+# expect STATUS COMMAND...: shows the command and its real output; any other exit status ends the demonstration.
+expect() {
+    local wanted=$1 status=0
+    shift
+    show "$@"
+    "$@" 2>&1 || status=$?
+    if ((status != 0)); then printf '(exit status %d)\n' "$status"; fi
+    if ((status != wanted)); then
+        printf 'demo.sh: exit status %d was expected\n' "$wanted" >&2
+        exit 1
+    fi
+}
+run() { expect 0 "$@"; }
+
+make_torrent() { mktorrent --announce="$tracker" --output="$1.torrent" "$2" >mktorrent.log || { cat mktorrent.log; return 1; }; }
+magnet_of() { magnet.py "$1.torrent"; }
+size_of() { magnet.py --size "$1.torrent"; }
+hash_of() {
+    local magnet
+    magnet=$(magnet_of "$1")
+    magnet=${magnet#*btih:}
+    printf '%s\n' "${magnet%%&*}"
+}
+
+step 'Three real downloads: a licence text, a program, a folder. A magnet link names each by its hash.'
+make_torrent licence "$licences/GPL-3"
+make_torrent program "$(readlink -f /bin/bash)"
+make_torrent folder "$licences"
+run magnet.py folder.torrent
+
+step 'Set the database up once, then add them. Each gets an identifier.'
+run tqctl init
+run tqctl add "$(magnet_of licence)"
+run tqctl add "$(magnet_of program)"
+run tqctl add "$(magnet_of folder)"
+
+step 'The torrent daemon, another process, writes progress back: hash, state, bytes done, bytes in all, rates.'
+licence_size=$(size_of licence) program_size=$(size_of program)
+run progress "$(hash_of licence)" 5 "$licence_size" "$licence_size" 0 0
+run progress "$(hash_of program)" 3 $(((program_size * 2 + 4) / 5)) "$program_size" 262144 16384
+
+step 'What a user sees: everything, then what is running and what is finished, then the second page of two.'
+run tqctl list
+run tqctl list --filter active
+run tqctl list --filter finished
+run tqctl list --page 2 --per-page 2
+
+step 'Look one up by its hash.'
+run tqctl show --hash "$(hash_of program)"
+
+step 'A key that nobody knows is refused, and the exit status says why. Nothing is changed.'
+unknown=$(printf 'nobody has this' | sha1sum | cut -d ' ' -f 1)
+expect 3 tqctl show --hash "$unknown"
+expect 3 progress "$unknown" 3 1 2 0 0
+
+step 'Many processes at once: one for every licence text on this machine, all started in the same moment.'
+adders=()
+for file in "$licences"/*; do
+    name=${file##*/}
+    [[ -L $file ]] || { make_torrent "$name" "$file"; adders+=("$name"); }
+done
+printf '$ tqctl add MAGNET &     (%d of them)\n' "${#adders[@]}"
+processes=()
+for name in "${adders[@]}"; do
+    tqctl add "$(magnet_of "$name")" >/dev/null &
+    processes+=($!)
+done
+for process in "${processes[@]}"; do wait "$process"; done
+run tqctl count --filter all
+[[ $(tqctl count --filter all) == $((${#adders[@]} + 3)) ]] || { echo 'demo.sh: a task was lost' >&2; exit 1; }
+
+step 'Remove the first one.'
+run tqctl forget 1
+expect 3 tqctl show 1
+run tqctl count --filter all
+
+printf '\nAll of it lived in one SQLite file, /mnt/HDA_ROOT/tq.db, in a sandbox that is gone now. Next: ./dev shell\n'
