@@ -169,7 +169,7 @@ Text build(std::index_sequence<I...> /*positions*/, const Args &...args) {
     static_assert((std::is_same_v<typename Argument<T.directive(I)>::Type, Matched<Args>> && ...),
                   "an argument's type does not fit its directive");
     if ((absent(args) || ...)) {
-        return Text();
+        return {};
     }
     return Text(sqlite3_mprintf(T.text, Argument<T.directive(I)>::pass(args)...));
 }
