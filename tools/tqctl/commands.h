@@ -1,0 +1,24 @@
+// What every command group needs to put its commands on the command line. A group is one file with a function
+//
+//     void tqctl::add_NAME_commands(CLI::App &app)
+//
+// and one line in groups.def.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <cstdint>
+#include <functional>
+#include <string>
+
+namespace tqctl {
+
+#define TQCTL_GROUP(name) void add_##name##_commands(CLI::App &app);
+#include "groups.def"
+#undef TQCTL_GROUP
+
+// An option (or, named without dashes, an argument) that takes one decimal number from `least` on. CLI11 by itself
+// would read "010" as eight.
+CLI::Option *add_number(CLI::App &command, const std::string &name, const std::string &help,
+                        std::function<void(std::int32_t)> take, std::int32_t least);
+
+} // namespace tqctl

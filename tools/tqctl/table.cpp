@@ -1,0 +1,238 @@
+#include "table.h"
+
+#include "output.h"
+#include "text.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <libsmartcols.h>
+#include <memory>
+#include <new>
+#include <nlohmann/json.hpp>
+
+namespace tqctl {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+// The rows seen through the columns of an output. Resolves every column name once.
+class View {
+public:
+    View(const Rows &rows, const std::vector<Column> &columns) : rows_(rows), columns_(columns) {
+        for (const Column &column : columns) {
+            sources_.push_back(position(column.source));
+            wholes_.push_back(position(column.whole));
+        }
+    }
+
+    const std::vector<Column> &columns() const { return columns_; }
+    std::size_t size() const { return rows_.rows.size(); }
+
+    const Value &value(std::size_t row, std::size_t column) const { return at(row, sources_[column]); }
+    const Value &whole(std::size_t row, std::size_t column) const { return at(row, wholes_[column]); }
+
+private:
+    std::size_t position(std::string_view name) const {
+        return static_cast<std::size_t>(std::find(rows_.names.begin(), rows_.names.end(), name) - rows_.names.begin());
+    }
+
+    const Value &at(std::size_t row, std::size_t position) const {
+        static const Value none;
+        return position < rows_.rows[row].size() ? rows_.rows[row][position] : none;
+    }
+
+    const Rows &rows_;
+    const std::vector<Column> &columns_;
+    std::vector<std::size_t> sources_;
+    std::vector<std::size_t> wholes_;
+};
+
+// The whole text as a number. SQLite columns hold what was written into them, so a number column may hold a text.
+template <typename Number> std::optional<Number> number_in(const Value &value) {
+    Number number{};
+    if (!value) {
+        return std::nullopt;
+    }
+    const char *end = value->data() + value->size();
+    const auto [stop, error] = std::from_chars(value->data(), end, number);
+    return error == std::errc() && stop == end ? std::optional(number) : std::nullopt;
+}
+
+// "[######----]  62%", or "-" where nothing is known of the whole.
+std::string share_bar(const Value &part, const Value &whole) {
+    constexpr int width = 10;
+    const auto done = number_in<std::int64_t>(part);
+    const auto all = number_in<std::int64_t>(whole);
+    if (!done || !all || *all <= 0) {
+        return "-";
+    }
+    const double share = std::clamp(static_cast<double>(*done) / static_cast<double>(*all), 0.0, 1.0);
+    const auto filled = static_cast<std::size_t>(share * width);
+    const std::string percent = std::to_string(static_cast<int>(share * 100));
+    return "[" + std::string(filled, '#') + std::string(width - filled, '-') + "]" +
+           std::string(5 - percent.size() - 1, ' ') + percent + "%";
+}
+
+std::string shown_text(const Value &value) {
+    return escaped(value.value_or(""), output_charset());
+}
+
+std::string terminal_cell(const View &view, std::size_t row, std::size_t column) {
+    const Value &value = view.value(row, column);
+    switch (view.columns()[column].kind) {
+    case Kind::text:
+    case Kind::number:
+        break;
+    case Kind::flag:
+        return value == "1" ? "yes" : value == "0" ? "" : shown_text(value);
+    case Kind::share:
+        return share_bar(value, view.whole(row, column));
+    }
+    return shown_text(value);
+}
+
+Json json_value(const Value &value, Kind kind) {
+    if (!value) {
+        return nullptr;
+    }
+    if (kind != Kind::text) {
+        if (const auto whole = number_in<std::int64_t>(value)) {
+            return *whole;
+        }
+        if (const auto decimal = number_in<double>(value); decimal && std::isfinite(*decimal)) {
+            return *decimal;
+        }
+    }
+    return *value;
+}
+
+Json json_object(const View &view, std::size_t row) {
+    Json object = Json::object();
+    for (std::size_t column = 0; column < view.columns().size(); ++column) {
+        const Column &described = view.columns()[column];
+        object[std::string(described.title)] = json_value(view.value(row, column), described.kind);
+    }
+    return object;
+}
+
+// In ASCII, so that no control character reaches a terminal; bytes that are not UTF-8 become U+FFFD.
+std::string dumped(const Json &json, int indent) {
+    return json.dump(indent, ' ', true, Json::error_handler_t::replace);
+}
+
+std::string record_lines(const Rows &rows, const std::vector<Column> &columns, std::size_t title_width) {
+    const View view(rows, columns);
+    std::string out;
+    for (std::size_t column = 0; column < columns.size(); ++column) {
+        const std::string_view title = columns[column].title;
+        out += title;
+        out += title_width == 0 ? "\t" : std::string(title_width - title.size(), ' ');
+        out += shown_text(view.value(0, column)) + "\n";
+    }
+    return out;
+}
+
+// libsmartcols reports only that memory ran out.
+void done(int result) {
+    if (result != 0) {
+        throw std::bad_alloc();
+    }
+}
+
+template <typename Part> Part *made(Part *part) {
+    return part != nullptr ? part : throw std::bad_alloc();
+}
+
+} // namespace
+
+int Rows::collect(void *rows, int columns, char **values, char **names) noexcept {
+    auto *collected = static_cast<Rows *>(rows);
+    try {
+        if (collected->names.empty()) {
+            collected->names.assign(names, names + columns);
+        }
+        Row row;
+        row.reserve(static_cast<std::size_t>(columns));
+        for (int column = 0; column < columns; ++column) {
+            row.push_back(values[column] != nullptr ? Value(values[column]) : std::nullopt);
+        }
+        collected->rows.push_back(std::move(row));
+        return 0;
+    } catch (...) {
+        collected->failure = std::current_exception();
+        return 1;
+    }
+}
+
+std::string terminal_table(const Rows &rows, const std::vector<Column> &columns) {
+    if (rows.rows.empty()) {
+        return "(none)\n";
+    }
+    const View view(rows, columns);
+    const std::unique_ptr<libscols_table, decltype(&scols_unref_table)> table(made(scols_new_table()),
+                                                                              scols_unref_table);
+    done(scols_table_set_termforce(table.get(), SCOLS_TERMFORCE_ALWAYS));
+    done(scols_table_enable_noencoding(table.get(), 1)); // cells are escaped already
+    for (const Column &column : columns) {
+        const int alignment = column.kind == Kind::text ? SCOLS_FL_TRUNC : SCOLS_FL_RIGHT;
+        made(scols_table_new_column(table.get(), std::string(column.title).c_str(), 0, alignment));
+    }
+    for (std::size_t row = 0; row < view.size(); ++row) {
+        libscols_line *line = made(scols_table_new_line(table.get(), nullptr));
+        for (std::size_t column = 0; column < columns.size(); ++column) {
+            done(scols_line_set_data(line, column, terminal_cell(view, row, column).c_str()));
+        }
+    }
+    char *text = nullptr;
+    done(scols_print_table_to_string(table.get(), &text));
+    const std::unique_ptr<char, decltype(&std::free)> owner(made(text), std::free);
+    return std::string(text) + "\n";
+}
+
+std::string plain_table(const Rows &rows, const std::vector<Column> &columns) {
+    const View view(rows, columns);
+    std::string out;
+    const auto end_field = [&](std::size_t column) { out += column + 1 < columns.size() ? '\t' : '\n'; };
+    for (std::size_t column = 0; column < columns.size(); ++column) {
+        out += columns[column].title;
+        end_field(column);
+    }
+    for (std::size_t row = 0; row < view.size(); ++row) {
+        for (std::size_t column = 0; column < columns.size(); ++column) {
+            out += shown_text(view.value(row, column));
+            end_field(column);
+        }
+    }
+    return out;
+}
+
+std::string json_table(const Rows &rows, const std::vector<Column> &columns) {
+    const View view(rows, columns);
+    std::string out = "[";
+    for (std::size_t row = 0; row < view.size(); ++row) {
+        out += (row == 0 ? "\n  " : ",\n  ") + dumped(json_object(view, row), -1);
+    }
+    return out + (view.size() == 0 ? "]\n" : "\n]\n");
+}
+
+std::string terminal_record(const Rows &rows, const std::vector<Column> &columns) {
+    std::size_t width = 0;
+    for (const Column &column : columns) {
+        width = std::max(width, column.title.size());
+    }
+    return record_lines(rows, columns, width + 2);
+}
+
+std::string plain_record(const Rows &rows, const std::vector<Column> &columns) {
+    return record_lines(rows, columns, 0);
+}
+
+std::string json_record(const Rows &rows, const std::vector<Column> &columns) {
+    return dumped(json_object(View(rows, columns), 0), 2) + "\n";
+}
+
+} // namespace tqctl

@@ -1,0 +1,64 @@
+// Rows of the database, shown: a table fitted to the terminal, TAB-separated lines for programs, or JSON.
+#pragma once
+
+#include <exception>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tqctl {
+
+// A value as the library hands it out: text, or nothing for an SQL NULL.
+using Value = std::optional<std::string>;
+using Row = std::vector<Value>;
+
+// What a listing delivered. Listings are collected whole and shown afterwards: while one runs, it keeps the database
+// locked against writers, and whoever reads our output may take his time.
+struct Rows {
+    std::vector<std::string> names;
+    std::vector<Row> rows;
+    std::exception_ptr failure; // what stopped the listing from our side
+
+    // The row callback of a listing whose context is a Rows.
+    static int collect(void *rows, int columns, char **values, char **names) noexcept;
+
+    void rethrow_failure() const {
+        if (failure) {
+            std::rethrow_exception(failure);
+        }
+    }
+};
+
+enum class Kind {
+    text,
+    number,
+    flag,  // a number; people read "yes" or nothing
+    share, // a bar for what this column has of the column `whole`; for terminals only
+};
+
+// A column of the output and the column of the rows that it shows.
+struct Column {
+    std::string_view title;
+    std::string_view source;
+    Kind kind;
+    std::string_view whole{};
+};
+
+// The heading, then the rows, as wide as the terminal at most.
+std::string terminal_table(const Rows &rows, const std::vector<Column> &columns);
+
+// One line with the titles and one line a row, fields separated by TABs, texts escaped.
+std::string plain_table(const Rows &rows, const std::vector<Column> &columns);
+
+// An array of objects with the titles as names, numbers as numbers, SQL NULL as null; in ASCII.
+std::string json_table(const Rows &rows, const std::vector<Column> &columns);
+
+// The first row, a line a column: the title, then the value; aligned for a terminal, else separated by a TAB.
+std::string terminal_record(const Rows &rows, const std::vector<Column> &columns);
+std::string plain_record(const Rows &rows, const std::vector<Column> &columns);
+
+// The first row as a JSON object.
+std::string json_record(const Rows &rows, const std::vector<Column> &columns);
+
+} // namespace tqctl
