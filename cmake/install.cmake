@@ -8,6 +8,11 @@ install(TARGETS korvo_bt EXPORT korvo_bt-targets
 install(FILES ${PROJECT_SOURCE_DIR}/include/korvo_bt.h
     DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
 
+# The prefix is told from where the file lies, so that `cmake --install --prefix` needs no other file.
+set(KORVO_PC_TO_PREFIX ${CMAKE_INSTALL_PREFIX})
+cmake_path(RELATIVE_PATH KORVO_PC_TO_PREFIX BASE_DIRECTORY ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig)
+cmake_path(APPEND KORVO_PC_LIBDIR "\${prefix}" ${CMAKE_INSTALL_LIBDIR})
+cmake_path(APPEND KORVO_PC_INCLUDEDIR "\${prefix}" ${CMAKE_INSTALL_INCLUDEDIR})
 configure_file(${PROJECT_SOURCE_DIR}/cmake/korvo_bt.pc.in ${PROJECT_BINARY_DIR}/korvo_bt.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/korvo_bt.pc
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
