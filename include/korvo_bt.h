@@ -9,8 +9,9 @@
  *
  *  1. Results. A function returns a signed 32-bit number: BTDB_OK (0), or a count, an identifier or a
  *     length (0 or more), or one of the negative codes BTDB_ERR_*. There is no error text and no errno.
- *     A failed call changed nothing, with one exception that is named where it occurs: an add whose
- *     row is stored but whose new identifier could not be read back.
+ *     A failed call changed nothing, with two exceptions that are named where they occur: an add whose
+ *     row is stored but whose new identifier could not be read back, and the create of a table that is
+ *     there already, which makes missing indexes of it.
  *
  *  2. Argument checks come first. BTDB_ERR_PARAM means that nothing was built, opened or changed.
  *
@@ -24,17 +25,18 @@
  *     the empty text. Bytes of a filled text field after its NUL are zero.
  *
  *  5. One call, one connection. Every store function opens the database file, runs one statement and
- *     closes the file. Nothing survives the call: no connection, descriptor, lock, cache or
+ *     closes the file (a create runs its indexes too; some adds read the new identifier on a second
+ *     connection and say so). Nothing survives the call: no connection, descriptor, lock, cache or
  *     allocation. There is nothing to initialise and nothing to shut down.
  *
  *  6. Blocking. While another process holds a conflicting lock on the file, a call waits for up to
  *     20 seconds and then fails with its ordinary code. Functions that do not wait say so.
  *
  *  7. Threads and processes. Every function may be called from any thread of any number of processes
- *     at once, unless its text says otherwise. Each call is one statement and therefore atomic by
- *     itself; two calls in a row are not atomic together. Do not call across fork() from a child that
- *     was forked while another thread was inside this library, and do not open or close the database
- *     file by other means than SQLite in a process that uses the library (that would drop its locks).
+ *     at once, unless its text says otherwise. Each statement is atomic by itself; two calls in a row are
+ *     not atomic together. Two things a process must not do: call the library in a child that was forked
+ *     while another thread was inside it, and open or close the database file by other means than SQLite
+ *     (that would drop the locks of calls that run at the time).
  *
  *  8. Row callbacks have the signature of sqlite3_exec's: see TqRowCallback.
  *
@@ -245,7 +247,8 @@ KORVO_BT_API int32_t bt_db_query_data_by_task_magnet_link(const char *magnet_lin
  *   task_id   0 or more
  * Returns 0, also when there is no such task (the callback is then not called). Unlike the other
  * listings it reports a failed run with SQLite's own positive code: 4 (SQLITE_ABORT) when the callback
- * returned non-zero, 1 when the table is missing, 5 when the file stayed locked, 7 when memory ran out.
+ * returned non-zero, 1 when the table is missing, 5 when the file stayed locked, 7 when memory ran out,
+ * 11 when the file is damaged, 26 when it is no database.
  * BTDB_ERR_PARAM for a negative identifier; BTDB_ERR_OPEN. */
 KORVO_BT_API int32_t bt_db_query_data_by_task_id_with_callback(TqRowCallback callback, int32_t task_id, void *context);
 
