@@ -1,0 +1,446 @@
+// What every table and every operation does alike.
+
+#include "support.h"
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <thread>
+#include <utility>
+
+using namespace test;
+
+// ---- Each operation of each table: the frame around its statement, and how it fails
+
+class EveryOperation : public StoreTest, public testing::WithParamInterface<OperationOfTable> {
+protected:
+    const Table &table = *GetParam().table;
+    const Operation &operation = GetParam().operation;
+
+    // Nothing was changed, read or listed, and the connection is gone.
+    void expect_nothing_done(const Rows &before) {
+        EXPECT_EQ(contents(), before);
+        EXPECT_TRUE(scratch_is_clean());
+        EXPECT_EQ(delivered, "");
+        EXPECT_EQ(connections(), 0);
+    }
+};
+
+INSTANTIATE_TEST_SUITE_P(Store, EveryOperation, testing::ValuesIn(all_operations()),
+                         [](const auto &of) { return name_of(of.param); });
+
+TEST_P(EveryOperation, HandsItsStatementToSqliteOnAConnectionOfItsOwn) {
+    prepare(table, operation);
+    // Creating is the one operation that runs all its statements on one connection.
+    std::vector<std::string> expected;
+    for (const std::string &statement : operation.statements) {
+        const bool goes_on = operation.call == table.create && !expected.empty();
+        if (goes_on) {
+            expected.pop_back();
+        } else {
+            expected.insert(expected.end(), {"open /mnt/HDA_ROOT/tq.db"});
+            if (operation.waits) {
+                expected.emplace_back("wait 20000");
+            }
+        }
+        expected.insert(expected.end(), {"run " + statement, "close"});
+    }
+    Recording recording;
+    EXPECT_EQ(call(operation), operation.success);
+    EXPECT_EQ(recording.calls, expected);
+}
+
+TEST_P(EveryOperation, FailsWithItsCodeWhenThereIsNoTable) {
+    if (operation.call == table.create) {
+        return;
+    }
+    EXPECT_EQ(call(operation), failure_of(operation, SQLITE_ERROR));
+    expect_nothing_done({});
+}
+
+TEST_P(EveryOperation, FailsWithOpenWhenTheFolderIsMissing) {
+    prepare(table, operation);
+    const Rows before = contents();
+    const std::string aside = std::string(folder) + ".aside";
+    ASSERT_EQ(std::rename(folder, aside.c_str()), 0);
+    std::vector<std::string> calls;
+    {
+        Recording recording;
+        EXPECT_EQ(call(operation), BTDB_ERR_OPEN);
+        calls = recording.calls;
+    }
+    ASSERT_EQ(std::rename(aside.c_str(), folder), 0);
+    EXPECT_EQ(calls, (std::vector<std::string>{"open /mnt/HDA_ROOT/tq.db", "close"}));
+    expect_nothing_done(before);
+}
+
+TEST_P(EveryOperation, FailsWithItsCodeWhenTheFileStaysLocked) {
+    prepare(table, operation);
+    const Rows before = contents();
+    longest_wait_ms = 5;
+    {
+        Connection other;
+        other.rows("BEGIN EXCLUSIVE");
+        EXPECT_EQ(call(operation), failure_of(operation, SQLITE_BUSY));
+    }
+    expect_nothing_done(before);
+}
+
+TEST_P(EveryOperation, FailsWithItsCodeOnADamagedFile) {
+    prepare(table, operation);
+    sql("PRAGMA writable_schema = 1; DELETE FROM sqlite_master; INSERT INTO sqlite_master (type, name, tbl_name, "
+        "rootpage, sql) VALUES ('table', 'broken', 'broken', 2, 'CREATE TABLE broken (')");
+    EXPECT_EQ(call(operation), failure_of(operation, SQLITE_CORRUPT));
+    EXPECT_TRUE(scratch_is_clean());
+}
+
+static std::atomic<bool> asked;
+
+TEST_P(EveryOperation, WaitsForALockToBeReleased) {
+    if (!operation.waits) {
+        return;
+    }
+    prepare(table, operation);
+    Connection other;
+    other.rows("BEGIN EXCLUSIVE");
+    asked = false;
+    before_statement = [] { asked = true; };
+    std::thread releases([&other] {
+        while (!asked) {
+            std::this_thread::yield();
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        other.rows("COMMIT");
+    });
+    {
+        Recording recording;
+        EXPECT_EQ(call(operation), operation.success);
+    }
+    asked = true;
+    releases.join();
+}
+
+// ---- Each table
+
+class EveryTable : public StoreTest, public testing::WithParamInterface<Table> {
+protected:
+    const Table &table = GetParam();
+    Rows ids() { return sql("SELECT " + std::string(table.fields[0].column) + " FROM " + table.name + " ORDER BY 1"); }
+    std::int32_t add(int seed) {
+        Record record(table, seed);
+        return table.add(record.data());
+    }
+};
+
+INSTANTIATE_TEST_SUITE_P(Store, EveryTable, testing::ValuesIn(tables()),
+                         [](const auto &table) { return std::string(table.param.name); });
+
+TEST_P(EveryTable, IsCreatedAsStatedAndOnlyOnce) {
+    Rows expected;
+    for (const std::string &statement : table.schema) {
+        expected.push_back({statement.substr(0, statement.size() - 1)});
+    }
+    const auto schema = [] {
+        return sql("SELECT sql FROM sqlite_master WHERE name NOT LIKE 'sqlite_%' ORDER BY rowid");
+    };
+    EXPECT_EQ(table.create(), BTDB_OK);
+    EXPECT_EQ(schema(), expected);
+
+    insert(table, Record(table, 1).row());
+    EXPECT_EQ(table.create(), BTDB_ERR_TABLE);
+    EXPECT_EQ(schema(), expected);
+    EXPECT_EQ(ids(), (Rows{{"1"}}));
+
+    // A second creation makes up for an index that is gone.
+    if (table.schema.size() > 1) {
+        sql("DROP INDEX " + sql("SELECT name FROM sqlite_master WHERE type = 'index' ORDER BY rowid DESC")[0][0]);
+        EXPECT_EQ(table.create(), BTDB_ERR_TABLE);
+        EXPECT_EQ(schema(), expected);
+    }
+
+    EXPECT_EQ(table.drop(), BTDB_OK);
+    EXPECT_EQ(schema(), Rows());
+    EXPECT_EQ(table.drop(), BTDB_ERR_TABLE);
+}
+
+TEST_P(EveryTable, CreatesWithoutAnIndexWhoseNameIsTaken) {
+    if (table.schema.size() > 1) {
+        sql("CREATE TABLE other (x); " + table.schema[1].substr(0, table.schema[1].find(" on ")) + " ON other(x)");
+        EXPECT_EQ(table.create(), BTDB_OK);
+        EXPECT_EQ(sql("SELECT count(*) FROM sqlite_master WHERE type = 'index' AND sql NOT NULL AND tbl_name = '" +
+                      std::string(table.name) + "'"),
+                  (Rows{{std::to_string(table.schema.size() - 2)}}));
+    }
+}
+
+TEST_P(EveryTable, GivesEachIdentifierOnceUntilItIsDropped) {
+    fill(table, 0);
+    EXPECT_EQ(table.flush(), BTDB_OK);
+    add(1);
+    add(1);
+    EXPECT_EQ(ids(), (Rows{{"1"}, {"2"}}));
+    EXPECT_EQ(table.flush(), BTDB_OK);
+    EXPECT_EQ(ids(), Rows());
+    add(1);
+    EXPECT_EQ(ids(), (Rows{{"3"}}));
+    EXPECT_EQ(table.drop(), BTDB_OK);
+    EXPECT_EQ(table.create(), BTDB_OK);
+    add(1);
+    EXPECT_EQ(ids(), (Rows{{"1"}}));
+}
+
+// Values that a record may hold: one of each kind goes into every field.
+static std::vector<Record> hostile_records(const Table &table) {
+    const std::string every_low = [] {
+        std::string text;
+        for (char c = 1; c < 32; ++c) {
+            text += c;
+        }
+        return text;
+    }();
+    std::string every_high;
+    for (int c = 0x80; c <= 0xff; ++c) {
+        every_high += static_cast<char>(c);
+    }
+    const std::string texts[] = {"it's",
+                                 "'); DROP TABLE " + std::string(table.name) + "; --",
+                                 "%q %s %d %n %%",
+                                 "\xe9\x9b\xaa \xf0\x9f\x8e\x89 n\xcc\x83",
+                                 every_low,
+                                 every_high,
+                                 std::string(4096, '\''),
+                                 std::string(4096, 'x'),
+                                 ""};
+    const std::int64_t numbers[] = {INT64_MIN, INT64_MAX, INT32_MIN, INT32_MAX, -1, 0};
+    std::vector<Record> records;
+    for (std::size_t i = 0; i < std::size(texts); ++i) {
+        Record &record = records.emplace_back(table, 7);
+        for (std::size_t at = 1; at < table.fields.size(); ++at) {
+            if (table.fields[at].kind == Kind::text) {
+                record.set(at, texts[i]);
+            } else if (table.fields[at].kind != Kind::whole_float) {
+                const std::int64_t number = numbers[i % std::size(numbers)];
+                const bool narrow = table.fields[at].kind == Kind::int32;
+                record.set(at, narrow && number > 0 ? INT32_MAX : narrow && number < -1 ? INT32_MIN : number);
+            }
+        }
+    }
+    records.emplace_back(table, 8);
+    return records;
+}
+
+TEST_P(EveryTable, StoresEveryFieldInItsColumnAndReadsItBack) {
+    for (Record &record : hostile_records(table)) {
+        SCOPED_TRACE(record.row()[1]);
+        start_afresh();
+        fill(table, 0);
+        EXPECT_GE(table.add(record.data()), 0);
+        record.set(0, 1);
+        ASSERT_EQ(stored(table), (Rows{record.row()}));
+        for (const Read &read : table.reads) {
+            Record found(table);
+            EXPECT_EQ(read(record.data(), found.data()), BTDB_OK);
+            EXPECT_EQ(found.row(), record.as_read().row());
+        }
+    }
+}
+
+TEST_P(EveryTable, ReadsOnlyTheRowOfTheKey) {
+    fill(table, 3);
+    Record second(table, 2);
+    Record missing(table, 9);
+    for (const Read &read : table.reads) {
+        Record found(table);
+        const Row blank = found.row();
+        EXPECT_EQ(read(missing.data(), found.data()), BTDB_ERR_QUERY);
+        EXPECT_EQ(found.row(), blank);
+        EXPECT_EQ(read(second.data(), found.data()), BTDB_OK);
+        EXPECT_EQ(found.row(), second.as_read().row());
+    }
+}
+
+// Other programs write what they like: each column in turn holds what its field cannot.
+TEST_P(EveryTable, ReadsForeignValuesWithoutWritingPastAField) {
+    const std::string too_long(table.record_size + 100, 'y');
+    struct {
+        const char *stored;
+        const char *text;
+        std::int64_t number;
+    } const values[] = {
+        {"NULL", "", 0},
+        {"zeroblob(4)", "", 0},
+        {"x'616263'", "abc", 0},
+        {"'12 apples'", "12 apples", 12},
+        {"4294967301", "4294967301", 4294967301},
+        {"-2147483649", "-2147483649", -2147483649},
+        {"7.9", "7.9", 7},
+    };
+    for (std::size_t at = 1; !table.reads.empty() && at < table.fields.size(); ++at) {
+        const Field &field = table.fields[at];
+        SCOPED_TRACE(field.column);
+        start_afresh();
+        fill(table, 1);
+        const auto expect = [&](const std::string &value, const std::string &text, std::int64_t number) {
+            sql("UPDATE " + std::string(table.name) + " SET " + field.column + " = " + value);
+            Record expected = Record(table, 1).as_read();
+            if (field.kind == Kind::text) {
+                expected.set(at, text);
+            } else if (field.kind == Kind::whole_float) {
+                expected.set_float(at, static_cast<float>(static_cast<std::int32_t>(number)));
+            } else {
+                expected.set(at, number);
+            }
+            Record found(table);
+            EXPECT_EQ(table.reads[0](expected.data(), found.data()), BTDB_OK) << value;
+            EXPECT_EQ(found.row(), expected.row()) << value.substr(0, 40);
+        };
+        for (const auto &value : values) {
+            expect(value.stored, value.text, value.number);
+        }
+        expect(literal(too_long), too_long, 0);
+        expect(literal(too_long.substr(0, field.size)), too_long, 0);
+    }
+}
+
+TEST_P(EveryTable, UpdatesItsColumnsInEveryRowOfTheKeyAndNothingElse) {
+    for (const Update &update : table.updates) {
+        SCOPED_TRACE("by " + std::string(update.key) + ": " + update.writes[0]);
+        start_afresh();
+        fill(table, 3);
+        Record first(table, 1), third(table, 3), values(table, 4), missing(table, 9);
+        if (update.key != std::string(table.fields[0].column)) {
+            third.copy(update.key, first);
+            sql("DELETE FROM " + std::string(table.name) + " WHERE rowid = 3");
+            insert(table, third.row());
+        }
+        values.copy(update.key, first);
+
+        const Rows before = stored(table);
+        EXPECT_EQ(update.call(missing.data()), BTDB_ERR_UPDATE);
+        EXPECT_EQ(stored(table), before);
+
+        EXPECT_EQ(update.call(values.data()), BTDB_OK);
+        for (const std::string &column : update.writes) {
+            first.copy(column, values);
+            if (update.key != std::string(table.fields[0].column)) {
+                third.copy(column, values);
+            }
+        }
+        EXPECT_EQ(stored(table), (Rows{first.row(), Record(table, 2).row(), third.row()}));
+        EXPECT_EQ(update.call(values.data()), BTDB_OK) << "a row that matches but does not change counts";
+    }
+}
+
+TEST_P(EveryTable, DeletesByTheColumnsItServesAndByNoOther) {
+    if (table.remove == nullptr) {
+        return;
+    }
+    Record first(table, 1), missing(table, 9);
+    for (std::uint32_t selector = 0; selector <= table.fields.size(); ++selector) {
+        SCOPED_TRACE(selector);
+        start_afresh();
+        fill(table);
+        const bool served =
+            std::find(table.selectors.begin(), table.selectors.end(), selector) != table.selectors.end();
+        const std::size_t position = std::min<std::size_t>(selector, table.fields.size() - 1);
+        const Rows all = stored(table);
+        EXPECT_EQ(table.remove(selector, missing.field(position)), served ? BTDB_OK : BTDB_ERR_PARAM);
+        EXPECT_EQ(table.remove(selector, nullptr), BTDB_ERR_PARAM);
+        EXPECT_EQ(stored(table), all);
+        EXPECT_EQ(table.remove(selector, first.field(position)), served ? BTDB_OK : BTDB_ERR_PARAM);
+        EXPECT_EQ(stored(table), served ? Rows{all[1]} : all);
+    }
+    Recording recording;
+    for (const std::uint32_t selector : {0x80000000U, 0xffffffffU}) {
+        EXPECT_EQ(table.remove(selector, first.field(0)), BTDB_ERR_PARAM);
+    }
+    EXPECT_EQ(recording.calls, std::vector<std::string>());
+}
+
+TEST_P(EveryTable, RefusesArgumentsThatAreOutOfOrderBeforeAnyWork) {
+    Recording recording;
+    for (const Refusal &refusal : table.refusals) {
+        std::memset(scratch, '\xa5', sizeof scratch);
+        EXPECT_EQ(refusal.call(), BTDB_ERR_PARAM) << refusal.name;
+        EXPECT_TRUE(scratch_is_clean()) << refusal.name;
+    }
+    for (const Listing &listing : table.listings) {
+        for (const auto &[start, end] :
+             {std::pair{-1, 0}, {0, -1}, {-2, -1}, {-1, 5}, {4, 2}, {1, 0}, {INT32_MIN, 0}}) {
+            EXPECT_EQ(listing.call(nullptr, deliver, start, end, nullptr), BTDB_ERR_PARAM) << start << ", " << end;
+        }
+    }
+    EXPECT_EQ(recording.calls, std::vector<std::string>());
+}
+
+struct Listed {
+    Rows rows;
+    Row names;
+    std::size_t stop_after = SIZE_MAX;
+};
+
+static int list(void *context, int columns, char **values, char **names) {
+    auto &listed = *static_cast<Listed *>(context);
+    listed.names.assign(names, names + columns);
+    listed.rows.emplace_back();
+    for (int i = 0; i < columns; ++i) {
+        listed.rows.back().emplace_back(values[i] != nullptr ? values[i] : "NULL");
+    }
+    return listed.rows.size() >= listed.stop_after ? 1 : 0;
+}
+
+TEST_P(EveryTable, ListsPageByPage) {
+    fill(table, 7);
+    Row columns;
+    for (const Field &field : table.fields) {
+        columns.emplace_back(field.column);
+    }
+    for (const Listing &listing : table.listings) {
+        SCOPED_TRACE(listing.order);
+        const Rows all = sql("SELECT * FROM " + std::string(table.name) + " " + listing.order);
+        const auto page = [&](std::size_t start, std::size_t end) {
+            const auto at = [&](std::size_t position) {
+                return all.begin() + static_cast<std::ptrdiff_t>(std::min(position, all.size()));
+            };
+            return Rows(at(start), at(end));
+        };
+        for (const auto &[start, end] :
+             {std::pair{0, 0}, {0, 1}, {2, 5}, {3, 3}, {5, 9}, {7, 8}, {0, INT32_MAX}, {INT32_MAX, INT32_MAX}}) {
+            Listed listed;
+            EXPECT_EQ(listing.call(nullptr, list, start, end, &listed), BTDB_OK);
+            EXPECT_EQ(listed.rows, start == 0 && end == 0
+                                       ? all
+                                       : page(static_cast<std::size_t>(start), static_cast<std::size_t>(end)));
+            EXPECT_TRUE(listed.rows.empty() || listed.names == columns);
+        }
+        EXPECT_EQ(listing.call(nullptr, nullptr, 0, 0, nullptr), BTDB_OK) << "a NULL callback";
+
+        Listed stopped;
+        stopped.stop_after = 2;
+        EXPECT_EQ(listing.call(nullptr, list, 0, 0, &stopped), BTDB_ERR_QUERY);
+        EXPECT_EQ(stopped.rows, page(0, 2));
+    }
+}
+
+TEST_P(EveryTable, ListsFromTheFileItIsGiven) {
+    for (const Listing &listing : table.listings) {
+        start_afresh();
+        fill(table, 3);
+        const Rows all = sql("SELECT * FROM " + std::string(table.name) + " " + listing.order);
+        sql("VACUUM INTO '" + std::string(other_file) + "'");
+        const auto list_from = [&](const char *file, std::int32_t result, const Rows &rows) {
+            Listed listed;
+            EXPECT_EQ(listing.call(file, list, 0, 0, &listed), result) << listing.order << " " << file;
+            EXPECT_EQ(listed.rows, rows);
+        };
+        sql("DELETE FROM " + std::string(table.name));
+        list_from(other_file, BTDB_OK, all);
+        start_afresh();
+        list_from(other_file, BTDB_ERR_QUERY, {});
+        EXPECT_EQ(Connection(other_file).rows("SELECT * FROM sqlite_master"), Rows()) << "created empty";
+        list_from("", BTDB_ERR_QUERY, {});
+        list_from("/mnt/missing/tq.db", BTDB_ERR_OPEN, {});
+    }
+}
