@@ -118,7 +118,7 @@ static const std::vector<Operation> task_operations = {
     deletes(CALL(bt_db_del_task(2, "t1'02")), "DELETE FROM BT_TASK WHERE task_filename = 't1''02';"),
     deletes(CALL(bt_db_del_task(4, &state)), "DELETE FROM BT_TASK WHERE task_state = 104;"),
     deletes(CALL(bt_db_del_task(5, &lowest)), "DELETE FROM BT_TASK WHERE task_progress = -2147483648;"),
-    adds(CALL(add_third()), inserted, LATEST),
+    adds(CALL(add_third()), {inserted, LATEST}),
     updates(CALL(update_first()), PROGRESS("t1''01") "\tWHERE task_torrent_name = 't1''01';"),
     updates(CALL(update_first_by_hash()), PROGRESS("n''3") "\tWHERE task_hash = 't1''25';"),
     updates(CALL(bt_db_update_task_move_folder_by_task_id(1, "/share/it's")),

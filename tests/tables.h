@@ -12,6 +12,7 @@
 #include <limits>
 #include <string>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 namespace test {
@@ -121,12 +122,9 @@ inline Operation updates(const char *name, Call call, const char *statement) {
 inline Operation queries(const char *name, Call call, const char *statement, std::int32_t success = BTDB_OK) {
     return {name, call, success, BTDB_ERR_QUERY, {statement}};
 }
-// An add that returns BTDB_OK, or the third row's identifier, read by a second statement.
-inline Operation adds(const char *name, Call call, const char *insert) {
-    return {name, call, BTDB_OK, BTDB_ERR_INSERT, {insert}};
-}
-inline Operation adds(const char *name, Call call, const char *insert, const char *latest) {
-    return {name, call, 3, BTDB_ERR_INSERT, {insert, latest}};
+// The third row's add, by the INSERT and, where the identifier is read by a statement of its own, that statement.
+inline Operation adds(const char *name, Call call, std::vector<std::string> statements, std::int32_t success = 3) {
+    return {name, call, success, BTDB_ERR_INSERT, std::move(statements)};
 }
 
 } // namespace test

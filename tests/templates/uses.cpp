@@ -18,23 +18,23 @@ void use([[maybe_unused]] const char *text, [[maybe_unused]] std::int32_t number
     statement_of<"a = %lld">(value);
     (void)Sql("DELETE FROM A;").get();
     (void)Sql(fragment).get();
-#elif USE == 1 // an argument's type does not fit its directive
+#elif USE == 1  // an argument's type does not fit its directive
     statement<"%s">(text);
-#elif USE == 2 // an argument's type does not fit its directive
+#elif USE == 2  // an argument's type does not fit its directive
     statement<"%d">(wide);
-#elif USE == 3 // an argument's type does not fit its directive
+#elif USE == 3  // an argument's type does not fit its directive
     statement<"%ld">(wide);
-#elif USE == 4 // an argument's type does not fit its directive
+#elif USE == 4  // an argument's type does not fit its directive
     statement<"%lld">(number);
-#elif USE == 5 // an argument's type does not fit its directive
+#elif USE == 5  // an argument's type does not fit its directive
     statement<"%f">(number);
-#elif USE == 6 // an argument's type does not fit its directive
+#elif USE == 6  // an argument's type does not fit its directive
     statement<"%d">(fraction);
-#elif USE == 7 // an argument's type does not fit its directive
+#elif USE == 7  // an argument's type does not fit its directive
     statement<"'%q'">(number);
-#elif USE == 8 // an argument's type does not fit its directive
+#elif USE == 8  // an argument's type does not fit its directive
     statement<"'%q'">(fragment);
-#elif USE == 9 // as many arguments as directives
+#elif USE == 9  // as many arguments as directives
     statement<"%d %d">(number);
 #elif USE == 10 // as many arguments as directives
     statement<"%%">(number);
