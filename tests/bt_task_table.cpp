@@ -6,46 +6,37 @@
 
 namespace test {
 
-static const BtTaskRecord &task(const void *record) {
-    return *static_cast<const BtTaskRecord *>(record);
-}
-static BtTaskRecord *task(void *record) {
-    return static_cast<BtTaskRecord *>(record);
-}
-
 #define FIELD(name) KORVO_FIELD(BtTaskRecord, name)
 
-static const std::vector<Field> fields = {
-    FIELD(task_id),
-    FIELD(task_torrent_name),
-    FIELD(task_filename),
-    FIELD(task_current_tracker),
-    FIELD(task_state),
-    FIELD(task_progress),
-    FIELD(task_total_wanted_done),
-    FIELD(task_total_wanted),
-    FIELD(task_all_time_download),
-    FIELD(task_all_time_upload),
-    FIELD(task_download_rate),
-    FIELD(task_upload_rate),
-    FIELD(task_num_peers),
-    FIELD(task_num_seeds),
-    FIELD(task_block_size),
-    FIELD(task_pieces),
-    FIELD(task_num_pieces),
-    FIELD(task_announce_interval),
-    FIELD(task_start_time),
-    FIELD(task_finish_time),
-    FIELD(task_rating),
-    FIELD(task_time_left),
-    FIELD(task_is_paused),
-    FIELD(task_queue_position),
-    FIELD(task_move_folder),
-    FIELD(task_hash),
-    FIELD(task_type),
-    FIELD(task_magnet_link),
-    FIELD(task_record),
-};
+static const std::vector<Field> fields = {FIELD(task_id),
+                                          FIELD(task_torrent_name),
+                                          FIELD(task_filename),
+                                          FIELD(task_current_tracker),
+                                          FIELD(task_state),
+                                          FIELD(task_progress),
+                                          FIELD(task_total_wanted_done),
+                                          FIELD(task_total_wanted),
+                                          FIELD(task_all_time_download),
+                                          FIELD(task_all_time_upload),
+                                          FIELD(task_download_rate),
+                                          FIELD(task_upload_rate),
+                                          FIELD(task_num_peers),
+                                          FIELD(task_num_seeds),
+                                          FIELD(task_block_size),
+                                          FIELD(task_pieces),
+                                          FIELD(task_num_pieces),
+                                          FIELD(task_announce_interval),
+                                          FIELD(task_start_time),
+                                          FIELD(task_finish_time),
+                                          FIELD(task_rating),
+                                          FIELD(task_time_left),
+                                          FIELD(task_is_paused),
+                                          FIELD(task_queue_position),
+                                          FIELD(task_move_folder),
+                                          FIELD(task_hash),
+                                          FIELD(task_type),
+                                          FIELD(task_magnet_link),
+                                          FIELD(task_record)};
 
 // What the two whole-record updates write.
 static std::vector<std::string> progress() {
@@ -54,45 +45,16 @@ static std::vector<std::string> progress() {
                    fields);
 }
 
-static BtTaskRecord third() {
-    BtTaskRecord task = {3,   "n'3", "f'3", "c'3", -4, 5,    6,     7, 8,  9,     10, 11, 12,   13, 14,
-                         "p", 16,    17,    "s",   "", 2.5F, "l'3", 1, 23, "m'3", "", 26, "%s", 99};
+static BtTaskRecord third = [] {
+    auto task = sample<BtTaskRecord>(fields, 3);
+    task.task_record = 0; // as the add stores it
     return task;
-}
+}();
+static const auto by_name = sample<BtTaskRecord>(fields, 3, {"task_torrent_name"});
+static const auto by_hash = sample<BtTaskRecord>(fields, 3, {"task_hash"});
 
-#define PROGRESS(name)                                                                                                 \
-    "UPDATE BT_TASK SET \ttask_torrent_name = '" name "', \ttask_current_tracker = 'c''3', \ttask_state = -4, "        \
-    "\ttask_progress = 5, \ttask_total_wanted_done = 6, \ttask_total_wanted = 7, \ttask_all_time_download = 8, "       \
-    "\ttask_all_time_upload = 9, \ttask_download_rate = 10, \ttask_upload_rate = 11, \ttask_num_peers = 12, "          \
-    "\ttask_num_seeds = 13, \ttask_block_size = 14, \ttask_pieces = 'p', \ttask_num_pieces = 16, "                     \
-    "\ttask_announce_interval = 17, \ttask_finish_time = '', \ttask_rating = 2.500000, \ttask_time_left = 'l''3', "    \
-    "\ttask_is_paused = 1, \ttask_queue_position = 23 "
-
-static const char *const inserted =
-    "INSERT INTO BT_TASK \t( task_torrent_name, \ttask_filename, \ttask_current_tracker, \ttask_state, "
-    "\ttask_progress, \ttask_total_wanted_done, \ttask_total_wanted, \ttask_all_time_download, "
-    "\ttask_all_time_upload, \ttask_download_rate, \ttask_upload_rate, \ttask_num_peers, \ttask_num_seeds, "
-    "\ttask_block_size, \ttask_pieces, \ttask_num_pieces, \ttask_announce_interval, \ttask_start_time, "
-    "\ttask_finish_time, \ttask_rating, \ttask_time_left, \ttask_is_paused, \ttask_queue_position, "
-    "\ttask_move_folder, \ttask_hash, \ttask_type, \ttask_magnet_link, \ttask_record) \tVALUES \t( 'n''3', "
-    "'f''3', 'c''3', -4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 'p', 16, 17, 's', '', 2.500000, 'l''3', 1, 23, "
-    "'m''3', '', 26, '%s', 0 );";
-
-static std::int32_t add_third() {
-    BtTaskRecord record = third();
-    return bt_db_add_task(&record);
-}
-
-static std::int32_t update_first() {
-    BtTaskRecord record = third();
-    std::strcpy(record.task_torrent_name, "t1'01");
-    return bt_db_update_task(&record);
-}
-
-static std::int32_t update_first_by_hash() {
-    BtTaskRecord record = third();
-    std::strcpy(record.task_hash, "t1'25");
-    return bt_db_update_task_by_hash(&record);
+static std::string rewriting(const BtTaskRecord &task, const char *where) {
+    return "UPDATE BT_TASK SET \t" + assignments(fields, &task, progress()) + " \tWHERE " + where;
 }
 
 static std::int32_t first_filename() {
@@ -103,7 +65,7 @@ static std::int32_t first_filename() {
 }
 
 static BtTaskRecord *const out = scratch_record<BtTaskRecord>();
-static const std::int32_t id = 1, state = 104, lowest = INT32_MIN;
+static const std::int32_t lowest = INT32_MIN;
 
 #define CALL KORVO_CALL
 #define BY "SELECT * FROM BT_TASK WHERE "
@@ -113,14 +75,10 @@ static const std::int32_t id = 1, state = 104, lowest = INT32_MIN;
 #define LATEST "SELECT task_id FROM BT_TASK ORDER BY task_id DESC LIMIT 1;"
 
 static const std::vector<Operation> task_operations = {
-    deletes(CALL(bt_db_del_task(0, &id)), "DELETE FROM BT_TASK WHERE task_id = 1;"),
-    deletes(CALL(bt_db_del_task(1, "t1'01")), "DELETE FROM BT_TASK WHERE task_torrent_name = 't1''01';"),
-    deletes(CALL(bt_db_del_task(2, "t1'02")), "DELETE FROM BT_TASK WHERE task_filename = 't1''02';"),
-    deletes(CALL(bt_db_del_task(4, &state)), "DELETE FROM BT_TASK WHERE task_state = 104;"),
     deletes(CALL(bt_db_del_task(5, &lowest)), "DELETE FROM BT_TASK WHERE task_progress = -2147483648;"),
-    adds(CALL(add_third()), {inserted, LATEST}),
-    updates(CALL(update_first()), PROGRESS("t1''01") "\tWHERE task_torrent_name = 't1''01';"),
-    updates(CALL(update_first_by_hash()), PROGRESS("n''3") "\tWHERE task_hash = 't1''25';"),
+    adds(CALL(bt_db_add_task(&third)), {insertion("BT_TASK", fields, &third), LATEST}),
+    updates(CALL(bt_db_update_task(&by_name)), rewriting(by_name, "task_torrent_name = 't1''01';")),
+    updates(CALL(bt_db_update_task_by_hash(&by_hash)), rewriting(by_hash, "task_hash = 't1''25';")),
     updates(CALL(bt_db_update_task_move_folder_by_task_id(1, "/share/it's")),
             "UPDATE BT_TASK SET \ttask_move_folder = '/share/it''s' \tWHERE task_id = 1;"),
     updates(CALL(bt_db_update_task_hash_by_task_id(1, "%d'")),
@@ -181,54 +139,36 @@ static const std::vector<Refusal> refusals = {
     {CALL(bt_db_query_task(nullptr, deliver, 0, 0, 0, -1, nullptr))},
 };
 
-static std::int32_t list(const char *file, TqRowCallback callback, std::int32_t start, std::int32_t end,
-                         void *context) {
-    return bt_db_query_task(file, callback, 0, start, end, BT_TASK_FILTER_ALL, context);
-}
-
+#define TASK static_cast<const BtTaskRecord *>(record)
 #define WITH(...) [](const void *record) { return __VA_ARGS__; }
-#define READ_BY(key)                                                                                                   \
-    [](const void *keys, void *to) { return bt_db_query_data_by_task_##key(task(keys).task_##key, task(to)); }
+#define READ_BY(key) read_by<&BtTaskRecord::task_##key, bt_db_query_data_by_task_##key>
 
 Table bt_task_table() {
     return {
         .name = "BT_TASK",
-        .schema =
-            {"CREATE TABLE BT_TASK \t( task_id INTEGER PRIMARY KEY AUTOINCREMENT UNIQUE, \ttask_torrent_name TEXT, "
-             "\ttask_filename TEXT, \ttask_current_tracker TEXT, \ttask_state INTEGER, \ttask_progress INTEGER, "
-             "\ttask_total_wanted_done INTEGER, \ttask_total_wanted INTEGER, \ttask_all_time_download INTEGER, "
-             "\ttask_all_time_upload INTEGER, \ttask_download_rate INTEGER, \ttask_upload_rate INTEGER, "
-             "\ttask_num_peers INTEGER, \ttask_num_seeds INTEGER, \ttask_block_size INTEGER, \ttask_pieces TEXT, "
-             "\ttask_num_pieces INTEGER, \ttask_announce_interval INTEGER, \ttask_start_time TEXT, "
-             "\ttask_finish_time TEXT, \ttask_rating NUMERIC, \ttask_time_left TEXT, \ttask_is_paused INTEGER, "
-             "\ttask_queue_position INTEGER, \ttask_move_folder TEXT, \ttask_hash TEXT, \ttask_type INTEGER, "
-             "\ttask_magnet_link TEXT, \ttask_record INTEGER);",
-             "CREATE INDEX idx_task_filename on BT_TASK(task_filename);",
-             "CREATE INDEX idx_task_status on BT_TASK(task_state);",
-             "CREATE INDEX idx_task_progress on BT_TASK(task_progress);",
-             "CREATE INDEX idx_task_is_paused on BT_TASK(task_is_paused);"},
+        .schema = {creation("BT_TASK", fields), "CREATE INDEX idx_task_filename on BT_TASK(task_filename);",
+                   "CREATE INDEX idx_task_status on BT_TASK(task_state);",
+                   "CREATE INDEX idx_task_progress on BT_TASK(task_progress);",
+                   "CREATE INDEX idx_task_is_paused on BT_TASK(task_is_paused);"},
         .record_size = sizeof(BtTaskRecord),
         .fields = fields,
         .create = bt_db_create_tbl_task,
         .drop = bt_db_remove_tbl_task,
         .flush = bt_db_flush_tbl_task,
-        .add = [](void *record) { return bt_db_add_task(task(record)); },
+        .add = with_record<bt_db_add_task>,
         .reads = {READ_BY(id), READ_BY(torrent_name), READ_BY(hash), READ_BY(magnet_link)},
-        .updates = {{WITH(bt_db_update_task(&task(record))), "task_torrent_name", progress()},
-                    {WITH(bt_db_update_task_by_hash(&task(record))), "task_hash", progress()},
-                    {WITH(
-                         bt_db_update_task_move_folder_by_task_id(task(record).task_id, task(record).task_move_folder)),
-                     "task_id",
-                     {"task_move_folder"}},
-                    {WITH(bt_db_update_task_hash_by_task_id(task(record).task_id, task(record).task_hash)),
-                     "task_id",
-                     {"task_hash"}},
-                    {WITH(bt_db_update_recode_by_task_id(task(record).task_id, task(record).task_record)),
-                     "task_id",
-                     {"task_record"}}},
+        .updates =
+            {{with_record<bt_db_update_task>, {"task_torrent_name"}, progress()},
+             {with_record<bt_db_update_task_by_hash>, {"task_hash"}, progress()},
+             {WITH(bt_db_update_task_move_folder_by_task_id(TASK->task_id, TASK->task_move_folder)),
+              {"task_id"},
+              {"task_move_folder"}},
+             {WITH(bt_db_update_task_hash_by_task_id(TASK->task_id, TASK->task_hash)), {"task_id"}, {"task_hash"}},
+             {WITH(bt_db_update_recode_by_task_id(TASK->task_id, TASK->task_record)), {"task_id"}, {"task_record"}}},
         .remove = bt_db_del_task,
         .selectors = {0, 1, 2, 4, 5},
-        .listings = {{list, "ORDER BY task_queue_position"}},
+        .listings = {{KORVO_LISTING(bt_db_query_task(file, callback, 0, start, end, BT_TASK_FILTER_ALL, context)),
+                      "SELECT * FROM BT_TASK ORDER BY task_queue_position"}},
         .refusals = refusals,
         .operations = task_operations,
     };

@@ -19,18 +19,18 @@ int deliver(void * /*context*/, int columns, char **values, char **names) {
     return 0;
 }
 
-std::vector<std::string> all_but(const std::vector<std::string> &columns, const std::vector<Field> &fields) {
-    std::vector<std::string> others;
-    for (const Field &field : fields) {
-        if (std::find(columns.begin(), columns.end(), field.column) == columns.end()) {
-            others.emplace_back(field.column);
-        }
+int note(void *listed, int columns, char **values, char **names) {
+    auto &[rows, columns_of_rows, stop_after] = *static_cast<Listed *>(listed);
+    Row &row = rows.emplace_back();
+    columns_of_rows.assign(names, names + columns);
+    for (int i = 0; i < columns; ++i) {
+        row.emplace_back(values[i] != nullptr ? values[i] : "NULL");
     }
-    return others;
+    return rows.size() >= stop_after ? 1 : 0;
 }
 
 const std::vector<Table> &tables() {
-    static const std::vector<Table> all = {bt_task_table()};
+    static const std::vector<Table> all = {bt_task_table(), bt_session_table()};
     return all;
 }
 
@@ -40,17 +40,10 @@ Connection::Connection(const char *file) {
     EXPECT_EQ(sqlite3_open_v2(file, &db_, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr), SQLITE_OK) << file;
 }
 
-Rows Connection::rows(const std::string &sql) {
-    Rows rows;
-    const auto add = [](void *to, int columns, char **values, char ** /*names*/) {
-        Row &row = static_cast<Rows *>(to)->emplace_back();
-        for (int i = 0; i < columns; ++i) {
-            row.emplace_back(values[i] != nullptr ? values[i] : "NULL");
-        }
-        return 0;
-    };
-    EXPECT_EQ(sqlite3_exec(db_, sql.c_str(), add, &rows, nullptr), SQLITE_OK) << sqlite3_errmsg(db_) << "\n" << sql;
-    return rows;
+Listed Connection::listed(const std::string &sql) {
+    Listed listed;
+    EXPECT_EQ(sqlite3_exec(db_, sql.c_str(), note, &listed, nullptr), SQLITE_OK) << sqlite3_errmsg(db_) << "\n" << sql;
+    return listed;
 }
 
 std::string literal(const std::string &text) {
@@ -61,20 +54,20 @@ std::string literal(const std::string &text) {
     return quoted + "'";
 }
 
-static std::string joined(const std::vector<std::string> &parts) {
+static std::string joined(const std::vector<std::string> &parts, const char *separator = ", ") {
     std::string text;
     for (const std::string &part : parts) {
-        text += (text.empty() ? "" : ", ") + part;
+        text += (text.empty() ? "" : separator) + part;
     }
     return text;
 }
 
-static std::string insertion(const Table &table, const Row &literals) {
+static std::string row_insertion(const Table &table, const Row &literals) {
     return "INSERT INTO " + std::string(table.name) + " VALUES (" + joined(literals) + ");";
 }
 
 void insert(const Table &table, const Row &literals) {
-    sql(insertion(table, literals));
+    sql(row_insertion(table, literals));
 }
 
 Rows stored(const Table &table) {
@@ -98,37 +91,133 @@ Rows contents(Connection &connection) {
 
 // ---- Records
 
+static void put_text(void *record, const Field &field, const std::string &text) {
+    char *at = static_cast<char *>(record) + field.offset;
+    std::memset(at, '\0', field.size);
+    std::memcpy(at, text.data(), std::min(text.size(), field.size - 1));
+}
+
+// As much of it as the field holds.
+static void put_number(void *record, const Field &field, std::int64_t number) {
+    const auto low = static_cast<std::int32_t>(number);
+    std::memcpy(static_cast<char *>(record) + field.offset,
+                field.kind == Kind::int64 ? static_cast<const void *>(&number) : &low, field.size);
+}
+
+template <class T> static T number_in(const void *record, const Field &field) {
+    T number;
+    std::memcpy(&number, static_cast<const char *>(record) + field.offset, sizeof number);
+    return number;
+}
+
+// As quote() of SQLite shows the stored value.
+static std::string literal_in(const void *record, const Field &field) {
+    const char *at = static_cast<const char *>(record) + field.offset;
+    char text[32];
+    switch (field.kind) {
+    case Kind::text:
+        return literal(std::string(at, strnlen(at, field.size)));
+    case Kind::whole_float:
+        std::snprintf(text, sizeof text, "%.15g", static_cast<double>(number_in<float>(record, field)));
+        return text;
+    case Kind::int32:
+        return std::to_string(number_in<std::int32_t>(record, field));
+    case Kind::int64:
+        break;
+    }
+    return std::to_string(number_in<std::int64_t>(record, field));
+}
+
+// As a statement says it.
+static std::string argument_in(const void *record, const Field &field) {
+    return field.kind == Kind::whole_float ? std::to_string(number_in<float>(record, field))
+                                           : literal_in(record, field);
+}
+
+static bool contains(const std::vector<std::string> &columns, const Field &field) {
+    return std::find(columns.begin(), columns.end(), field.column) != columns.end();
+}
+
+std::size_t position_of(const std::vector<Field> &fields, const std::string &column) {
+    const auto found = std::find_if(fields.begin(), fields.end(), [&](const auto &at) { return at.column == column; });
+    EXPECT_NE(found, fields.end()) << column;
+    return static_cast<std::size_t>(found - fields.begin());
+}
+
+std::vector<std::string> all_but(const std::vector<std::string> &columns, const std::vector<Field> &fields) {
+    std::vector<std::string> others;
+    for (const Field &field : fields) {
+        if (!contains(columns, field)) {
+            others.emplace_back(field.column);
+        }
+    }
+    return others;
+}
+
+void fill_sample(void *record, const std::vector<Field> &fields, int seed, const std::vector<std::string> &keys) {
+    for (std::size_t at = 0; at < fields.size(); ++at) {
+        const Field &field = fields[at];
+        const int of = contains(keys, field) ? 1 : seed;
+        const int number = of * 100 + static_cast<int>(at);
+        char text[16];
+        std::snprintf(text, sizeof text, "t%d'%02d", of, static_cast<int>(at));
+        if (field.kind == Kind::text) {
+            put_text(record, field, text);
+        } else if (field.kind == Kind::whole_float) {
+            const float fraction = static_cast<float>(number) + 0.75F;
+            std::memcpy(static_cast<char *>(record) + field.offset, &fraction, sizeof fraction);
+        } else {
+            put_number(record, field, at == 0 ? of : number);
+        }
+    }
+}
+
+std::string creation(const char *table, const std::vector<Field> &fields, const char *end) {
+    std::vector<std::string> columns = {fields[0].column + std::string(" INTEGER PRIMARY KEY AUTOINCREMENT UNIQUE")};
+    for (std::size_t at = 1; at < fields.size(); ++at) {
+        const char *const type = fields[at].kind == Kind::text          ? " TEXT"
+                                 : fields[at].kind == Kind::whole_float ? " NUMERIC"
+                                                                        : " INTEGER";
+        columns.push_back(fields[at].column + std::string(type));
+    }
+    return "CREATE TABLE " + std::string(table) + " \t( " + joined(columns, ", \t") + end + ");";
+}
+
+std::string insertion(const char *table, const std::vector<Field> &fields, const void *record, const char *end) {
+    std::vector<std::string> columns, values;
+    for (std::size_t at = 1; at < fields.size(); ++at) {
+        columns.emplace_back(fields[at].column);
+        values.push_back(argument_in(record, fields[at]));
+    }
+    return "INSERT INTO " + std::string(table) + " \t( " + joined(columns, ", \t") + end + ") \tVALUES \t( " +
+           joined(values) + " );";
+}
+
+std::string assignments(const std::vector<Field> &fields, const void *record, const std::vector<std::string> &columns) {
+    std::vector<std::string> parts;
+    for (const Field &field : fields) {
+        if (contains(columns, field)) {
+            parts.push_back(field.column + std::string(" = ") + argument_in(record, field));
+        }
+    }
+    return joined(parts, ", \t");
+}
+
 static constexpr std::size_t guard = 64;
 
 Record::Record(const Table &table) : table_(&table), bytes_(table.record_size + guard, '\xa5') {}
 
 Record::Record(const Table &table, int seed) : Record(table) {
     std::fill_n(bytes_.begin(), table.record_size, '\0');
-    for (std::size_t at = 0; at < table.fields.size(); ++at) {
-        char text[16];
-        std::snprintf(text, sizeof text, "t%d'%02d", seed, static_cast<int>(at));
-        if (table.fields[at].kind == Kind::text) {
-            set(at, std::string(text));
-        } else if (table.fields[at].kind == Kind::whole_float) {
-            set_float(at, static_cast<float>(seed * 100 + static_cast<int>(at)) + 0.75F);
-        } else {
-            set(at, at == 0 ? seed : seed * 100 + static_cast<std::int64_t>(at));
-        }
-    }
+    fill_sample(data(), table.fields, seed);
 }
 
 void Record::set(std::size_t position, const std::string &text) {
-    const Field &field = table_->fields[position];
-    const std::size_t length = std::min(text.size(), field.size - 1);
-    std::memset(&bytes_[field.offset], '\0', field.size);
-    std::memcpy(&bytes_[field.offset], text.data(), length);
+    put_text(data(), table_->fields[position], text);
 }
 
 void Record::set(std::size_t position, std::int64_t number) {
-    const Field &field = table_->fields[position];
-    const auto low = static_cast<std::int32_t>(number);
-    std::memcpy(&bytes_[field.offset], field.kind == Kind::int64 ? static_cast<const void *>(&number) : &low,
-                field.size);
+    put_number(data(), table_->fields[position], number);
 }
 
 void Record::set_float(std::size_t position, float number) {
@@ -136,19 +225,15 @@ void Record::set_float(std::size_t position, float number) {
 }
 
 void Record::copy(const std::string &column, const Record &from) {
-    for (const Field &field : table_->fields) {
-        if (column == field.column) {
-            std::memcpy(&bytes_[field.offset], &from.bytes_[field.offset], field.size);
-        }
-    }
+    const Field &field = table_->fields[position_of(table_->fields, column)];
+    std::memcpy(&bytes_[field.offset], &from.bytes_[field.offset], field.size);
 }
 
 Record Record::as_read() const {
     Record whole = *this;
     for (std::size_t at = 0; at < table_->fields.size(); ++at) {
         if (table_->fields[at].kind == Kind::whole_float) {
-            float number;
-            std::memcpy(&number, field(at), sizeof number);
+            const auto number = number_in<float>(bytes_.data(), table_->fields[at]);
             whole.set_float(at, static_cast<float>(static_cast<int>(number)));
         }
     }
@@ -158,24 +243,12 @@ Record Record::as_read() const {
 Row Record::row() const {
     Row row;
     for (const Field &field : table_->fields) {
-        const char *at = &bytes_[field.offset];
-        if (field.kind == Kind::text) {
-            const std::size_t length = strnlen(at, field.size);
-            row.push_back(literal(std::string(at, length)));
-            if (length == field.size || std::any_of(at + length, at + field.size, [](char c) { return c != '\0'; })) {
-                row.back() += " without NUL or followed by rubbish";
-            }
-        } else if (field.kind == Kind::whole_float) {
-            float number;
-            char text[32];
-            std::memcpy(&number, at, sizeof number);
-            std::snprintf(text, sizeof text, "%.15g", static_cast<double>(number));
-            row.emplace_back(text);
-        } else {
-            std::int32_t low;
-            std::int64_t number;
-            std::memcpy(field.kind == Kind::int64 ? static_cast<void *>(&number) : &low, at, field.size);
-            row.push_back(std::to_string(field.kind == Kind::int64 ? number : low));
+        row.push_back(literal_in(bytes_.data(), field));
+        const char *const at = &bytes_[field.offset], *const end = at + field.size;
+        if (field.kind == Kind::text && std::any_of(std::find(at, end, '\0'), end, [](char c) { return c != '\0'; })) {
+            row.back() += " followed by rubbish";
+        } else if (field.kind == Kind::text && std::find(at, end, '\0') == end) {
+            row.back() += " without NUL";
         }
     }
     if (std::any_of(bytes_.end() - guard, bytes_.end(), [](char c) { return c != '\xa5'; })) {
@@ -210,7 +283,7 @@ void fill(const Table &table, int count) {
         statements += statement;
     }
     for (int seed = 1; seed <= count; ++seed) {
-        statements += insertion(table, Record(table, seed).row());
+        statements += row_insertion(table, Record(table, seed).row());
     }
     sql("BEGIN; " + statements + "COMMIT");
 }
@@ -219,15 +292,39 @@ std::vector<Operation> operations(const Table &table) {
     const std::string name = table.name;
     std::vector<Operation> all = {
         {"create", table.create, BTDB_OK, BTDB_ERR_TABLE, table.schema},
-        {"drop", table.drop, BTDB_OK, BTDB_ERR_TABLE, {"DROP TABLE " + name + ";"}},
+        {"drop", table.drop, BTDB_OK, BTDB_ERR_TABLE, {"DROP TABLE " + name + ";"}, table.drop_and_remove_wait},
         {"flush", table.flush, BTDB_OK, BTDB_ERR_FLUSH, {"DELETE FROM " + name + ";"}},
     };
+    const Record first(table, 1), third(table, 3);
+    for (const std::uint32_t selector : table.selectors) {
+        const auto remove = [call = table.remove, selector, first] { return call(selector, first.field(selector)); };
+        all.push_back(deletes("delete by " + std::string(table.fields[selector].column), remove,
+                              "DELETE FROM " + name + " WHERE " + table.fields[selector].column + " = " +
+                                  first.row()[selector] + ";",
+                              table.drop_and_remove_wait));
+    }
+    for (const Setter &setter : table.setters) {
+        const std::size_t key = position_of(table.fields, setter.key);
+        for (const std::uint32_t position : setter.positions) {
+            const auto set = [call = setter.call, id = std::stoi(first.row()[key]), position, third] {
+                return call(id, position, third.field(position));
+            };
+            all.push_back(updates(std::string(setter.name) + " " + table.fields[position].column, set,
+                                  "UPDATE " + name + " SET \t" + table.fields[position].column + " = " +
+                                      third.row()[position] + " \tWHERE " + setter.key + " = " + first.row()[key] +
+                                      ";"));
+        }
+    }
     all.insert(all.end(), table.operations.begin(), table.operations.end());
     return all;
 }
 
+bool creates(const Operation &operation) {
+    return operation.name == "create";
+}
+
 void prepare(const Table &table, const Operation &operation) {
-    if (operation.call != table.create) {
+    if (!creates(operation)) {
         fill(table);
     }
 }

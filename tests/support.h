@@ -22,6 +22,14 @@ constexpr const char *other_file = "/mnt/HDA_ROOT/other.db";
 using Row = std::vector<std::string>;
 using Rows = std::vector<Row>;
 
+// What a listing delivered to note(), which stops it after so many rows.
+struct Listed {
+    Rows rows;
+    Row names;
+    std::size_t stop_after = SIZE_MAX;
+};
+int note(void *listed, int columns, char **values, char **names);
+
 // A connection of the test's own. Failing statements fail the test.
 class Connection {
 public:
@@ -29,7 +37,8 @@ public:
     Connection(const Connection &) = delete;
     Connection &operator=(const Connection &) = delete;
     ~Connection() { sqlite3_close_v2(db_); }
-    Rows rows(const std::string &sql);
+    Listed listed(const std::string &sql);
+    Rows rows(const std::string &sql) { return listed(sql).rows; }
 
 private:
     sqlite3 *db_ = nullptr;
@@ -56,7 +65,7 @@ class Record {
 public:
     // As the caller of a read may have it: not a byte of use.
     explicit Record(const Table &table);
-    // Every field holds a value of its own; texts contain a quote; the identifier is the seed.
+    // A sample.
     Record(const Table &table, int seed);
 
     void *data() { return bytes_.data(); }
@@ -89,8 +98,10 @@ protected:
 // Creates the table by SQL, with so many rows.
 void fill(const Table &table, int count = 2);
 
-// The table's operations, with creating, dropping and emptying. Creating starts on an empty file, the others on fill().
+// The table's operations, with those that follow from its description. Creating starts on an empty file, the others on
+// fill().
 std::vector<Operation> operations(const Table &table);
+bool creates(const Operation &operation);
 void prepare(const Table &table, const Operation &operation);
 std::int32_t failure_of(const Operation &operation, int sqlite);
 

@@ -45,11 +45,11 @@ template <class T> constexpr Kind kind_of() {
 // For an operation that reports failures with SQLite's own code.
 constexpr std::int32_t sqlite_code = std::numeric_limits<std::int32_t>::max();
 
-// One call, made on a table that holds Record(table, 1) and Record(table, 2) as rows 1 and 2.
+// One call, made on a table that holds sample records 1 and 2 as its rows.
 // Reads go to `scratch`, listings to `deliver`.
 struct Operation {
-    const char *name;
-    std::int32_t (*call)();
+    std::string name;
+    std::function<std::int32_t()> call;
     std::int32_t success;
     std::int32_t failure;                // the table is missing, the file is locked, memory ran out
     std::vector<std::string> statements; // as SQLite receives them, each on a connection of its own
@@ -59,14 +59,23 @@ struct Operation {
 using Read = std::int32_t (*)(const void *keys, void *record);
 
 struct Update {
-    std::function<std::int32_t(const void *record)> call;
+    std::function<std::int32_t(void *record)> call;
+    std::vector<std::string> keys; // columns
+    std::vector<std::string> writes;
+};
+
+// Sets one column of the key's rows to the value that is pointed to.
+struct Setter {
+    const char *name;
+    std::int32_t (*call)(std::int32_t key, std::uint32_t position, const void *value);
     const char *key;
-    std::vector<std::string> writes; // columns
+    std::vector<std::uint32_t> positions; // those that it serves
 };
 
 struct Listing {
     std::int32_t (*call)(const char *file, TqRowCallback callback, std::int32_t start, std::int32_t end, void *context);
-    const char *order; // what follows "SELECT * FROM table" for the same rows
+    std::string select; // the same rows and columns
+    bool paged = true;
 };
 
 struct Refusal {
@@ -83,18 +92,23 @@ struct Table {
     std::int32_t (*drop)();
     std::int32_t (*flush)();
     std::int32_t (*add)(void *record);
-    std::vector<Read> reads; // the first by identifier
-    std::vector<Update> updates;
-    std::int32_t (*remove)(std::uint32_t selector, const void *value); // may be nullptr
-    std::vector<std::uint32_t> selectors;                              // those that it serves
-    std::vector<Listing> listings;                                     // the paged ones
+    bool add_tells_id = true;     // else BTDB_OK
+    std::vector<Read> reads = {}; // the first by identifier
+    std::vector<Update> updates = {};
+    std::vector<Setter> setters = {};
+    std::int32_t (*remove)(std::uint32_t selector, const void *value) = nullptr;
+    std::vector<std::uint32_t> selectors = {}; // those that it serves
+    bool drop_and_remove_wait = true;          // for a lock
+    std::vector<Listing> listings;
     std::vector<Refusal> refusals;
-    std::vector<Operation> operations; // besides creating, dropping and emptying
+    std::vector<Operation> operations; // besides those that follow from the members above
 };
 
+std::size_t position_of(const std::vector<Field> &fields, const std::string &column);
 std::vector<std::string> all_but(const std::vector<std::string> &columns, const std::vector<Field> &fields);
 
 Table bt_task_table();
+Table bt_session_table();
 
 const std::vector<Table> &tables();
 
@@ -108,23 +122,63 @@ template <class Record> Record *scratch_record() {
     return reinterpret_cast<Record *>(scratch);
 }
 
+// ---- Records of an operation's own type
+
+// Every field holds a value of its own, told by the seed; texts contain a quote; the identifier is the seed. The fields
+// named as keys hold what they hold in sample 1.
+void fill_sample(void *record, const std::vector<Field> &fields, int seed, const std::vector<std::string> &keys = {});
+
+template <class T> T sample(const std::vector<Field> &fields, int seed, const std::vector<std::string> &keys = {}) {
+    T record = {};
+    fill_sample(&record, fields, seed, keys);
+    return record;
+}
+
+template <class T> std::int32_t pass(std::int32_t (*operation)(T *), void *record) {
+    return operation(static_cast<T *>(record));
+}
+template <auto operation> std::int32_t with_record(void *record) {
+    return pass(operation, record);
+}
+
+template <class T, class Field, class Key>
+std::int32_t read(Field T::*key, std::int32_t (*operation)(Key, T *), const void *keys, void *record) {
+    return operation(static_cast<const T *>(keys)->*key, static_cast<T *>(record));
+}
+template <auto key, auto operation> std::int32_t read_by(const void *keys, void *record) {
+    return read(key, operation, keys, record);
+}
+
+// ---- Statements as SQLite is to receive them
+
+// What stands before the closing bracket of the columns differs from table to table.
+std::string creation(const char *table, const std::vector<Field> &fields, const char *end = "");
+std::string insertion(const char *table, const std::vector<Field> &fields, const void *record, const char *end = "");
+// As an UPDATE sets them: "a = 1, \tb = 'it''s'", in the order of the columns.
+std::string assignments(const std::vector<Field> &fields, const void *record, const std::vector<std::string> &columns);
+
 // A call and its wording, for lists of operations and refusals.
 #define KORVO_CALL(...) #__VA_ARGS__, [] { return __VA_ARGS__; }
 
+// A listing that passes on `file`, `callback`, `context` and, when it is paged, `start` and `end`.
+#define KORVO_LISTING(...)                                                                                             \
+    [](const char *file, TqRowCallback callback, [[maybe_unused]] std::int32_t start,                                  \
+       [[maybe_unused]] std::int32_t end, void *context) { return __VA_ARGS__; }
+
 // Operations by what their failure is called.
-using Call = std::int32_t (*)();
-inline Operation deletes(const char *name, Call call, const char *statement, bool waits = true) {
-    return {name, call, BTDB_OK, BTDB_ERR_DELETE, {statement}, waits};
+using Call = std::function<std::int32_t()>;
+inline Operation deletes(std::string name, Call call, std::string statement, bool waits = true) {
+    return {std::move(name), std::move(call), BTDB_OK, BTDB_ERR_DELETE, {std::move(statement)}, waits};
 }
-inline Operation updates(const char *name, Call call, const char *statement) {
-    return {name, call, BTDB_OK, BTDB_ERR_UPDATE, {statement}};
+inline Operation updates(std::string name, Call call, std::string statement) {
+    return {std::move(name), std::move(call), BTDB_OK, BTDB_ERR_UPDATE, {std::move(statement)}};
 }
-inline Operation queries(const char *name, Call call, const char *statement, std::int32_t success = BTDB_OK) {
-    return {name, call, success, BTDB_ERR_QUERY, {statement}};
+inline Operation queries(std::string name, Call call, std::string statement, std::int32_t success = BTDB_OK) {
+    return {std::move(name), std::move(call), success, BTDB_ERR_QUERY, {std::move(statement)}};
 }
 // The third row's add, by the INSERT and, where the identifier is read by a statement of its own, that statement.
-inline Operation adds(const char *name, Call call, std::vector<std::string> statements, std::int32_t success = 3) {
-    return {name, call, success, BTDB_ERR_INSERT, std::move(statements)};
+inline Operation adds(std::string name, Call call, std::vector<std::string> statements, std::int32_t success = 3) {
+    return {std::move(name), std::move(call), success, BTDB_ERR_INSERT, std::move(statements)};
 }
 
 } // namespace test
