@@ -1,10 +1,14 @@
-# `cmake --install`: the library and its links, the header, a pkg-config file, a CMake package, the tool.
+# `cmake --install`: the libraries and their links, the header, a pkg-config file, a CMake package, the tool.
 include(CMakePackageConfigHelpers)
 
 set(KORVO_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/korvo_bt)
 
 install(TARGETS korvo_bt EXPORT korvo_bt-targets
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library NAMELINK_COMPONENT development)
+if(TARGET korvo_platform)
+    install(TARGETS korvo_platform EXPORT korvo_bt-targets
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library NAMELINK_COMPONENT development)
+endif()
 install(FILES ${PROJECT_SOURCE_DIR}/include/korvo_bt.h
     DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
 

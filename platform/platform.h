@@ -1,0 +1,39 @@
+// The device's own libraries, as this project calls them: its configuration file, its name, its alert mail. A device
+// has them already; elsewhere libKorvo_platform.so.1 stands in. A program that defines one of these functions itself
+// takes precedence over either, as usual with shared libraries.
+#ifndef KORVO_PLATFORM_H
+#define KORVO_PLATFORM_H
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+#if defined(__GNUC__)
+#define KORVO_PLATFORM_API __attribute__((visibility("default")))
+#else
+#define KORVO_PLATFORM_API
+#endif
+
+// Copies the key's value into the buffer, or the default when there is none: NUL-terminated, at most size - 1
+// characters. Returns the length of what it copied.
+KORVO_PLATFORM_API int Get_Profile_String(const char *section, const char *key, const char *default_text, char *buffer,
+                                          int size);
+
+// Returns the key's value as 0 or 1, or the default when there is none or it is neither.
+KORVO_PLATFORM_API int Get_Profile_Boolean(const char *section, const char *key, int default_value);
+
+// Store a value under a key, for good when they return 0. Another result: the file is as it was.
+KORVO_PLATFORM_API int Set_Profile_String(const char *section, const char *key, const char *value);
+KORVO_PLATFORM_API int Set_Profile_Boolean(const char *section, const char *key, int value);
+
+// Copies the host's name into the buffer, NUL-terminated and cut to its size. Returns 0, or -1 with an empty name.
+KORVO_PLATFORM_API int Get_Server_Name(char *buffer, int size);
+
+// Sends a message from this server as an alert mail. Returns 0 once the mail system has accepted it, else -1.
+KORVO_PLATFORM_API int Send_Alert_Mail(const char *server_name, const char *message, const void *reserved);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

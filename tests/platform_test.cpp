@@ -1,0 +1,164 @@
+// The stand-in for a device's own libraries: the configuration file, the server's name, the alert mail.
+
+#include "files.h"
+#include "platform.h"
+#include "support.h"
+
+#include <cstring>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+using namespace test;
+
+class Platform : public testing::Test {
+protected:
+    Platform() { clear(); }
+    ~Platform() override { clear(); }
+
+    static void clear() {
+        for (const char *file : {"/mnt/HDA_ROOT/korvo.conf", "/mnt/HDA_ROOT/korvo.conf.lock",
+                                 "/mnt/HDA_ROOT/korvo.conf.new", "/mnt/HDA_ROOT/behind.conf", "/tmp/mail"}) {
+            std::filesystem::remove_all(file);
+        }
+    }
+    static std::string value(const char *key, int size = 9000) {
+        std::string buffer(static_cast<std::size_t>(size) + 1, '\xa5');
+        Get_Profile_String("BTDownload", key, "the default", buffer.data(), size);
+        EXPECT_EQ(buffer[static_cast<std::size_t>(size)], '\xa5');
+        return buffer.c_str();
+    }
+};
+
+TEST_F(Platform, AWriteChangesOneValueAndKeepsEverythingElse) {
+    write_file(profile, "# the device's settings\n\n[Network]\nname = nas   two\n; a second comment\nlist=a\nlist=b\n"
+                        "[BTDownload]\n# where to\nFolder=Download\nempty=\nlong=" +
+                            std::string(300, 'x') + " y\n\n# the end\n");
+    chmod(profile, 0640);
+    EXPECT_EQ(Set_Profile_String("BTDownload", "Folder", "Elsewhere"), 0);
+    EXPECT_EQ(Set_Profile_Boolean("BTDownload", "On", 7), 0);
+    EXPECT_EQ(Set_Profile_String("New", "key", "value"), 0);
+    EXPECT_EQ(content(profile), "# the device's settings\n\n[Network]\nname = nas   two\n; a second comment\nlist = a\n"
+                                "list = b\n[BTDownload]\n# where to\nFolder = Elsewhere\nempty = \nlong = " +
+                                    std::string(300, 'x') + " y\nOn = true\n[New]\nkey = value\n\n# the end\n");
+    struct stat status {};
+    stat(profile, &status);
+    EXPECT_EQ(status.st_mode & 07777U, 0640U);
+    EXPECT_FALSE(std::filesystem::exists("/mnt/HDA_ROOT/korvo.conf.new"));
+}
+
+TEST_F(Platform, AnyValueComesBackAsItWas) {
+    std::string bytes;
+    for (int byte = 1; byte < 256; ++byte) {
+        bytes += static_cast<char>(byte);
+    }
+    for (const std::string &text : {std::string(), std::string(" "), std::string("a b"), std::string(" a "),
+                                    std::string("\"a\""), std::string("\"a"), std::string("a\"\\x41\\"),
+                                    std::string("[a]\nb = c\n"), std::string("# a"), bytes, std::string(4000, 'z')}) {
+        EXPECT_EQ(Set_Profile_String("BTDownload", "key", text.c_str()), 0);
+        EXPECT_EQ(value("key"), text);
+        EXPECT_EQ(value("other"), "the default");
+    }
+    EXPECT_EQ(value("key", 10), std::string(9, 'z'));
+    EXPECT_EQ(value("key", 1), "");
+    EXPECT_EQ(value("other", 4), "the");
+}
+
+TEST_F(Platform, BooleansAreReadAsPeopleWriteThem) {
+    write_file(profile, "[BTDownload]\na=TRUE\nb=yes\nc=On\nd=1\ne=False\nf=NO\ng=off\nh=0\ni=\nj=trueish\n");
+    std::string read;
+    for (const char *key : {"a", "b", "c", "d", "e", "f", "g", "h", "i", "j", "missing"}) {
+        read += std::to_string(Get_Profile_Boolean("BTDownload", key, 5)) + " ";
+    }
+    EXPECT_EQ(read, "1 1 1 1 0 0 0 0 5 5 5 ");
+}
+
+TEST_F(Platform, AFileThatCannotBeUnderstoodIsTheDefaultsAndStaysAsItIs) {
+    EXPECT_EQ(value("key"), "the default") << "no file";
+    for (const std::string &text : {std::string("[BTDownload\nkey = value\n"), std::string("\xff\xfe\x01"),
+                                    std::string("[BTDownload]\nkey = \xc3(\n")}) {
+        write_file(profile, text);
+        EXPECT_EQ(value("key"), "the default");
+        EXPECT_NE(Set_Profile_String("BTDownload", "key", "new"), 0);
+        EXPECT_EQ(content(profile), text);
+    }
+    write_file(profile, "a stray line\n[BTDownload]\nkey = value\n");
+    EXPECT_EQ(value("key"), "value") << "the rest of the file is good";
+    EXPECT_NE(Set_Profile_String("BTDownload", "key", "new"), 0) << "it would lose the stray line";
+    std::filesystem::remove(profile);
+    std::filesystem::create_directory(profile);
+    EXPECT_EQ(value("key"), "the default");
+    EXPECT_NE(Set_Profile_String("BTDownload", "key", "new"), 0);
+}
+
+TEST_F(Platform, ALinkStaysALinkAndALeftoverIsNoObstacle) {
+    write_file("/mnt/HDA_ROOT/behind.conf", "[BTDownload]\nkey = value\n");
+    write_file("/mnt/HDA_ROOT/behind.conf.new", "from a writer that was killed");
+    std::filesystem::create_symlink("behind.conf", profile);
+    EXPECT_EQ(Set_Profile_String("BTDownload", "key", "new"), 0);
+    EXPECT_TRUE(std::filesystem::is_symlink(profile));
+    EXPECT_EQ(content("/mnt/HDA_ROOT/behind.conf"), "[BTDownload]\nkey = new\n");
+}
+
+TEST_F(Platform, WritersAtOnceLoseNothingAndReadersSeeNoHalfFile) {
+    constexpr int processes = 3, values = 30;
+    ASSERT_EQ(Set_Profile_String("BTDownload", "constant", "there"), 0);
+    std::vector<pid_t> children;
+    for (int process = 0; process < processes; ++process) {
+        children.push_back(fork());
+        ASSERT_GE(children.back(), 0);
+        if (children.back() == 0) {
+            int failed = 0;
+            for (int i = 0; i < values; ++i) {
+                const std::string key = std::to_string(process) + " " + std::to_string(i);
+                failed += Set_Profile_String("BTDownload", key.c_str(), "kept") != 0 ? 1 : 0;
+                failed += value("constant") != "there" ? 1 : 0;
+            }
+            _exit(failed);
+        }
+    }
+    for (const pid_t child : children) {
+        int status = -1;
+        waitpid(child, &status, 0);
+        EXPECT_EQ(status, 0);
+    }
+    for (int process = 0; process < processes; ++process) {
+        for (int i = 0; i < values; ++i) {
+            EXPECT_EQ(value((std::to_string(process) + " " + std::to_string(i)).c_str()), "kept");
+        }
+    }
+}
+
+TEST_F(Platform, TheServersNameIsTheHosts) {
+    char host[256] = "", name[256], cut[3] = "";
+    gethostname(host, sizeof host);
+    EXPECT_EQ(Get_Server_Name(name, sizeof name), 0);
+    EXPECT_STREQ(name, host);
+    EXPECT_EQ(Get_Server_Name(cut, sizeof cut), 0);
+    EXPECT_EQ(cut, std::string(host).substr(0, 2));
+}
+
+TEST_F(Platform, MailReachesTheMailSystemAsItIs) {
+    install_sendmail();
+    write_file(profile, "[Alert]\nMail To = -admin@example.org\nMail Program = /tmp/sendmail\n");
+    for (const std::string &message :
+         {std::string("done"), std::string("$(touch /tmp/x) `x` 'y' \"z\" \\\n.\n\xff"), std::string(200000, 'm')}) {
+        EXPECT_EQ(Send_Alert_Mail("nas\nBcc: x", message.c_str(), nullptr), 0);
+        const std::string mail = content("/tmp/mail");
+        EXPECT_EQ(mail.rfind("To: -admin@example.org\nSubject: [nas?Bcc: x] Alert\n", 0), 0U) << mail;
+        EXPECT_EQ(mail.substr(mail.find("\n\n") + 2), message + "\n");
+        EXPECT_EQ(content("/tmp/arguments"), "-oi -- -admin@example.org ");
+    }
+    EXPECT_FALSE(std::filesystem::exists("/tmp/x"));
+}
+
+TEST_F(Platform, MailThatIsNotTakenIsAFailureAndNoSignal) {
+    write_file(profile, "[Alert]\nMail Program = /tmp/none\n");
+    EXPECT_EQ(Send_Alert_Mail("nas", "m", nullptr), -1);
+    write_file(profile, "[Alert]\nMail Program = /tmp/sendmail\n");
+    install_sendmail(75);
+    EXPECT_EQ(Send_Alert_Mail("nas", "m", nullptr), -1);
+    write_file("/tmp/sendmail", "#!/bin/sh\nexit 0\n");
+    EXPECT_EQ(Send_Alert_Mail("nas", std::string(1000000, 'm').c_str(), nullptr), 0) << "it need not read the mail";
+}
