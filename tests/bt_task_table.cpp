@@ -139,7 +139,7 @@ static const std::vector<Refusal> refusals = {
     {CALL(bt_db_query_task(nullptr, deliver, 0, 0, 0, -1, nullptr))},
 };
 
-#define TASK static_cast<const BtTaskRecord *>(record)
+#define TASK as<BtTaskRecord>(record)
 #define WITH(...) [](const void *record) { return __VA_ARGS__; }
 #define READ_BY(key) read_by<&BtTaskRecord::task_##key, bt_db_query_data_by_task_##key>
 
@@ -157,14 +157,15 @@ Table bt_task_table() {
         .flush = bt_db_flush_tbl_task,
         .add = with_record<bt_db_add_task>,
         .reads = {READ_BY(id), READ_BY(torrent_name), READ_BY(hash), READ_BY(magnet_link)},
-        .updates =
-            {{with_record<bt_db_update_task>, {"task_torrent_name"}, progress()},
-             {with_record<bt_db_update_task_by_hash>, {"task_hash"}, progress()},
-             {WITH(bt_db_update_task_move_folder_by_task_id(TASK->task_id, TASK->task_move_folder)),
-              {"task_id"},
-              {"task_move_folder"}},
-             {WITH(bt_db_update_task_hash_by_task_id(TASK->task_id, TASK->task_hash)), {"task_id"}, {"task_hash"}},
-             {WITH(bt_db_update_recode_by_task_id(TASK->task_id, TASK->task_record)), {"task_id"}, {"task_record"}}},
+        .updates = {{with_record<bt_db_update_task>, {"task_torrent_name"}, progress()},
+                    {with_record<bt_db_update_task_by_hash>, {"task_hash"}, progress()},
+                    {WITH(bt_db_update_task_move_folder_by_task_id(TASK.task_id, TASK.task_move_folder)),
+                     {"task_id"},
+                     {"task_move_folder"}},
+                    {WITH(bt_db_update_task_hash_by_task_id(TASK.task_id, TASK.task_hash)), {"task_id"}, {"task_hash"}},
+                    {WITH(bt_db_update_recode_by_task_id(TASK.task_id, TASK.task_record)),
+                     {"task_id"},
+                     {"task_record"}}},
         .remove = bt_db_del_task,
         .selectors = {0, 1, 2, 4, 5},
         .listings = {{KORVO_LISTING(bt_db_query_task(file, callback, 0, start, end, BT_TASK_FILTER_ALL, context)),

@@ -30,7 +30,8 @@ int note(void *listed, int columns, char **values, char **names) {
 }
 
 const std::vector<Table> &tables() {
-    static const std::vector<Table> all = {bt_task_table(), bt_session_table()};
+    static const std::vector<Table> all = {bt_task_table(), bt_session_table(), bt_fdata_table(),  bt_infodata_table(),
+                                           bt_rss_table(),  bt_rss_job_table(), bt_account_table()};
     return all;
 }
 

@@ -109,6 +109,11 @@ std::vector<std::string> all_but(const std::vector<std::string> &columns, const 
 
 Table bt_task_table();
 Table bt_session_table();
+Table bt_fdata_table();
+Table bt_infodata_table();
+Table bt_rss_table();
+Table bt_rss_job_table();
+Table bt_account_table();
 
 const std::vector<Table> &tables();
 
@@ -134,6 +139,10 @@ template <class T> T sample(const std::vector<Field> &fields, int seed, const st
     return record;
 }
 
+template <class T> const T &as(const void *record) {
+    return *static_cast<const T *>(record);
+}
+
 template <class T> std::int32_t pass(std::int32_t (*operation)(T *), void *record) {
     return operation(static_cast<T *>(record));
 }
@@ -143,7 +152,7 @@ template <auto operation> std::int32_t with_record(void *record) {
 
 template <class T, class Field, class Key>
 std::int32_t read(Field T::*key, std::int32_t (*operation)(Key, T *), const void *keys, void *record) {
-    return operation(static_cast<const T *>(keys)->*key, static_cast<T *>(record));
+    return operation(as<T>(keys).*key, static_cast<T *>(record));
 }
 template <auto key, auto operation> std::int32_t read_by(const void *keys, void *record) {
     return read(key, operation, keys, record);
