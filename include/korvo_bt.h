@@ -72,8 +72,10 @@ extern "C" {
 
 #if defined(__GNUC__)
 #define KORVO_BT_API __attribute__((visibility("default")))
+#define KORVO_BT_PRINTF(text, arguments) __attribute__((__format__(__printf__, text, arguments)))
 #else
 #define KORVO_BT_API
+#define KORVO_BT_PRINTF(text, arguments)
 #endif
 
 /* ---- Result codes ------------------------------------------------------------------------------ */
@@ -122,6 +124,74 @@ extern "C" {
  * it runs: a write from inside it waits for the listing's own lock and fails after 20 seconds. It must
  * return in the ordinary way: neither an exception nor longjmp may leave it. */
 typedef int (*TqRowCallback)(void *context, int columns, char **values, char **names);
+
+/* ---- The diagnostic log ------------------------------------------------------------------------- */
+
+/* One log for the whole process. The library's message queue writes to it, and a program that links the
+ * library may use it for messages of its own. A message has a level and a set of module bits. Level 0 is
+ * fatal: it is always written, and THE PROCESS THEN ENDS with exit status 1. Any other message is written
+ * when its level is not above err_debuglevel and one of its module bits is in the mask.
+ *
+ * What a daemon's author must know:
+ *   - Without any setup, messages of all modules up to level 10 go to standard error. Among them are those
+ *     that bt_msg_get() writes at level 9 whenever it is called, also when it finds the queue empty: a
+ *     daemon that polls its queue sets err_debuglevel to 8 or less, or chooses another destination.
+ *   - The library ends the process, through exit(), in these cases and in no other: an err_log() of level
+ *     0, which is also how the message queue reports that it cannot be reached, that it is full or that it
+ *     refuses a message; and a log file that err_setdest() cannot open.
+ *   - None of these functions may be called from a signal handler. */
+
+/* Modules. Each bit but the last has a name that err_setdebugmask() knows: "config" and so on, in lower
+ * case. The message queue logs under ERR_MODULE_CONFIG, err_setdebugmask() under ERR_MODULE_SELF. */
+#define ERR_MODULE_CONFIG 0x00000001U
+#define ERR_MODULE_WEBSERVER 0x00000002U
+#define ERR_MODULE_DATABASE 0x00000004U
+#define ERR_MODULE_SCAN 0x00000008U
+#define ERR_MODULE_QUERY 0x00000010U
+#define ERR_MODULE_INDEX 0x00000020U
+#define ERR_MODULE_BROWSE 0x00000040U
+#define ERR_MODULE_PLAYLIST 0x00000080U
+#define ERR_MODULE_ART 0x00000100U
+#define ERR_MODULE_DAAP 0x00000200U
+#define ERR_MODULE_MAIN 0x00000400U
+#define ERR_MODULE_REND 0x00000800U
+#define ERR_MODULE_SELF 0x80000000U
+
+/* Destinations. Any other number is none: only fatal messages are then seen, on standard error. */
+#define LOGDEST_STDERR 0  /* standard error, the message alone; the destination at the start */
+#define LOGDEST_SYSLOG 1  /* syslog: facility LOG_DAEMON, priority LOG_NOTICE, with the process id */
+#define LOGDEST_LOGFILE 2 /* a file that is appended to: "2024-05-17 08:30:02: message", in local time */
+
+/* The threshold, 10 at the start. Programs read and assign it directly, also while other threads log
+ * (then with an atomic store). Below 0 it lets fatal messages and levels as low as itself through. */
+KORVO_BT_API extern int32_t err_debuglevel;
+
+/* Writes a message, or returns at once when it is filtered: that costs a comparison and a bit test.
+ *   level    0 ends the process after writing; any other, negative ones too, is compared with the threshold
+ *   modules  the message's module bits; of no matter at level 0
+ *   format   printf's, followed by its arguments and checked by the compiler. It ends with "\n": none is
+ *            added. What exceeds 1023 bytes is cut off, that "\n" included
+ * A fatal message goes to standard error, followed by "Aborting\n", and to syslog or the log file as well
+ * when that is the destination. Messages of several threads do not mix. A message that cannot be written is
+ * lost without a sign; a mutex that fails leaves its error in errno, and the message is written. */
+KORVO_BT_API void err_log(int32_t level, uint32_t modules, const char *format, ...) KORVO_BT_PRINTF(3, 4);
+
+/* Chooses the destination: closes the one in use and opens the new one. The destination in use is left
+ * alone, whatever the name: to change from one file to another, go by way of LOGDEST_STDERR.
+ *   name         LOGDEST_SYSLOG: the ident, which must stay valid while this is the destination;
+ *                LOGDEST_LOGFILE: the file's path, not NULL; else ignored
+ *   destination  LOGDEST_*
+ * A file that cannot be opened ENDS THE PROCESS with exit status 1, after "Error opening NAME: REASON\n" on
+ * standard error. Not to be called while another thread logs. */
+KORVO_BT_API void err_setdest(const char *name, int32_t destination);
+
+/* Replaces the mask, in which every bit is set at the start, by ERR_MODULE_SELF and the named modules.
+ *   list  module names separated by commas, upper and lower case alike; empty ones are passed over. It is
+ *         CHANGED: each comma that ends a name becomes a NUL. Not NULL
+ * Returns 0, or 1 at the first unknown name: the modules before it are in the mask, those after it are not.
+ * Logs each module at level 9 and the mask at level 5, or the unknown name at level 1. No name stands for
+ * all modules. Not to be called while another thread logs. */
+KORVO_BT_API int32_t err_setdebugmask(char *list);
 
 /* ---- BitTorrent tasks: the table BT_TASK --------------------------------------------------------- */
 
