@@ -205,6 +205,12 @@ TEST_P(EveryTable, GivesEachIdentifierOnceUntilItIsDropped) {
     EXPECT_EQ(table.drop(), BTDB_OK);
     EXPECT_EQ(table.create(), BTDB_OK);
     add({{"1"}});
+
+    // One that does not fit the result: the row is stored, and that is all that can be told.
+    sql("UPDATE " + std::string(table.name) + " SET " + table.fields[0].column + " = 2147483647");
+    Record record(table, 9);
+    EXPECT_EQ(table.add(record.data()), table.add_tells_id ? BTDB_ERR_QUERY : BTDB_OK);
+    EXPECT_EQ(ids(), (Rows{{"2147483647"}, {"2147483648"}}));
 }
 
 // Values that a record may hold: one of each kind goes into every field.
