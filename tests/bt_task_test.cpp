@@ -1,6 +1,7 @@
 // What BT_TASK alone does: its marker and rating, the file name, the row for a callback, the filters, many writers.
 
 #include "support.h"
+#include "task_filters.h"
 
 #include <algorithm>
 #include <cmath>
@@ -125,30 +126,6 @@ TEST_F(BtTask, RowForACallbackReportsWhatSqliteReports) {
 
 // ---- Filters
 
-struct State {
-    int id, state, paused, download, upload;
-};
-
-static bool selected(std::int32_t filter, const State &task) {
-    const bool unfinished = (task.state >= 1 && task.state <= 4) || task.state == 7;
-    switch (filter) {
-    case BT_TASK_FILTER_RUNNING:
-        return unfinished && task.paused == 0;
-    case BT_TASK_FILTER_FINISHED:
-        return task.state == 5 || task.state == 6;
-    case BT_TASK_FILTER_ACTIVE:
-        return task.state >= 1 && task.state <= 6 && (task.download > 0 || task.upload > 0);
-    case BT_TASK_FILTER_INACTIVE:
-        return task.state >= 1 && task.state <= 7 && task.download == 0 && task.upload == 0;
-    case BT_TASK_FILTER_PAUSED:
-        return unfinished && task.paused == 1;
-    case BT_TASK_FILTER_STATE_5:
-        return task.state == 5;
-    default:
-        return true;
-    }
-}
-
 static int note_id(void *context, int /*columns*/, char **values, char ** /*names*/) {
     static_cast<std::vector<int> *>(context)->push_back(std::atoi(values[0]));
     return 0;
@@ -188,7 +165,7 @@ TEST_F(BtTask, FiltersSelectAndCountTheSameTasksInQueueOrder) {
     };
     for (std::int32_t filter = BT_TASK_FILTER_ALL; filter <= BT_TASK_FILTER_STATE_5; ++filter) {
         SCOPED_TRACE(filter);
-        const std::vector<int> expected = those([filter](const State &task) { return selected(filter, task); });
+        const std::vector<int> expected = those([filter](const State &task) { return selects_bt(filter, task); });
         std::vector<int> listed, page;
         EXPECT_EQ(bt_db_query_task(nullptr, note_id, 0, 0, 0, filter, &listed), BTDB_OK);
         EXPECT_EQ(listed, expected);

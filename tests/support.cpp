@@ -30,8 +30,9 @@ int note(void *listed, int columns, char **values, char **names) {
 }
 
 const std::vector<Table> &tables() {
-    static const std::vector<Table> all = {bt_task_table(), bt_session_table(), bt_fdata_table(),  bt_infodata_table(),
-                                           bt_rss_table(),  bt_rss_job_table(), bt_account_table()};
+    static const std::vector<Table> all = {bt_task_table(),    bt_session_table(),  http_ftp_task_table(),
+                                           bt_fdata_table(),   bt_infodata_table(), bt_rss_table(),
+                                           bt_rss_job_table(), bt_account_table()};
     return all;
 }
 
@@ -327,6 +328,7 @@ bool creates(const Operation &operation) {
 void prepare(const Table &table, const Operation &operation) {
     if (!creates(operation)) {
         fill(table);
+        sql(operation.before);
     }
 }
 

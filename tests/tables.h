@@ -54,6 +54,7 @@ struct Operation {
     std::int32_t failure;                // the table is missing, the file is locked, memory ran out
     std::vector<std::string> statements; // as SQLite receives them, each on a connection of its own
     bool waits = true;                   // for a lock
+    std::string before = {};             // SQL that makes ready for it
 };
 
 using Read = std::int32_t (*)(const void *keys, void *record);
@@ -109,6 +110,7 @@ std::vector<std::string> all_but(const std::vector<std::string> &columns, const 
 
 Table bt_task_table();
 Table bt_session_table();
+Table http_ftp_task_table();
 Table bt_fdata_table();
 Table bt_infodata_table();
 Table bt_rss_table();
