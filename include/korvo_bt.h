@@ -30,7 +30,8 @@
  *     allocation. There is nothing to initialise and nothing to shut down.
  *
  *  6. Blocking. While another process holds a conflicting lock on the file, a call waits for up to
- *     20 seconds and then fails with its ordinary code. Functions that do not wait say so.
+ *     20 seconds and then fails with its ordinary code (a create waits so long for each of its indexes
+ *     too). Functions that do not wait say so.
  *
  *  7. Threads and processes. Every function may be called from any thread of any number of processes
  *     at once, unless its text says otherwise. Each statement is atomic by itself; two calls in a row are

@@ -1,0 +1,134 @@
+// File operations that fail, one at a time and from one on, and disks that are really full, under every operation.
+
+#include "disk.h"
+#include "trial.h"
+
+#include <cstdio>
+#include <fcntl.h>
+#include <limits>
+#include <unistd.h>
+
+using namespace test;
+using disk::Accident;
+using disk::On;
+
+class Files : public StoreTest, public testing::WithParamInterface<OperationOfTable> {};
+
+INSTANTIATE_TEST_SUITE_P(Faults, Files, testing::ValuesIn(all_operations()),
+                         [](const auto &of) { return name_of(of.param); });
+
+static const Accident accidents[] = {
+    {"open", {On::open}},     {"delete", {On::remove}},
+    {"access", {On::access}}, {"read", {On::read}},
+    {"write", {On::write}},   {"write to a full disk", {On::write}, Accident::is_full},
+    {"sync", {On::sync}},     {"write, then undoing it", {On::write, On::truncate}},
+    {"lock", {On::lock}},     {"size", {On::size}},
+};
+
+TEST_P(Files, FailWithoutAHalfDoneCall) {
+    Trial trial(GetParam());
+    for (const Accident &accident : accidents) {
+        for (const bool goes_on : {false, true}) {
+            bool happened = true;
+            for (int at = 1; happened; at += effort(5, 1, 1)) {
+                SCOPED_TRACE(std::string(accident.name) + " " + std::to_string(at) +
+                             (goes_on ? " and all that follow" : ""));
+                const bool succeeded =
+                    trial.attempt([&] { disk::arm(accident, at, goes_on); }, [&] { happened = disk::disarm(); });
+                EXPECT_TRUE(happened || succeeded);
+                if (HasFailure()) {
+                    return;
+                }
+            }
+        }
+    }
+}
+
+// ---- A disk with so little room that it fills up
+
+static const char *const small_disk = "/mnt/small";
+constexpr int page = 4096;
+
+// Has the database while it exists.
+class SmallDisk {
+public:
+    SmallDisk() {
+        EXPECT_EQ(std::rename(folder, "/mnt/aside"), 0);
+        EXPECT_EQ(::symlink(small_disk, folder), 0);
+    }
+    SmallDisk(const SmallDisk &) = delete;
+    SmallDisk &operator=(const SmallDisk &) = delete;
+    ~SmallDisk() {
+        start_afresh();
+        EXPECT_EQ(::unlink(folder), 0);
+        EXPECT_EQ(std::rename("/mnt/aside", folder), 0);
+    }
+};
+
+// A file that takes all the room but so many pages.
+class Ballast {
+public:
+    Ballast() : file_(::open((std::string(small_disk) + "/ballast").c_str(), O_RDWR | O_CREAT | O_TRUNC, 0600)) {}
+    Ballast(const Ballast &) = delete;
+    Ballast &operator=(const Ballast &) = delete;
+    ~Ballast() {
+        EXPECT_EQ(::ftruncate(file_, 0), 0);
+        ::close(file_);
+    }
+    void leave(int pages) {
+        const std::string block(page, 'b');
+        while (::write(file_, block.data(), block.size()) == page) {
+        }
+        EXPECT_EQ(errno, ENOSPC);
+        EXPECT_EQ(::ftruncate(file_, ::lseek(file_, -static_cast<off_t>(pages) * page, SEEK_END)), 0);
+    }
+
+private:
+    int file_;
+};
+
+TEST_P(Files, FailWithoutAHalfDoneCallOnADiskThatIsFull) {
+    const SmallDisk disk;
+    Trial trial(GetParam());
+    Ballast ballast;
+    int failed = 0;
+    for (int free = 0; !trial.attempt([&] { ballast.leave(free); }, [&] { ballast.leave(30); }); ++free) {
+        ++failed;
+        ASSERT_FALSE(HasFailure() || free > 100) << free << " pages free";
+    }
+    EXPECT_EQ(failed > 0, trial.changes()) << "what writes needs room, what reads does not";
+    tally("calls that failed on a disk that was full", failed);
+}
+
+// ---- Another process holds the lock
+
+TEST_P(Files, WaitForALockUpToTwentySecondsOrNotAtAll) {
+    const Operation &operation = GetParam().operation;
+    constexpr long long limit = 20'000'000, for_ever = std::numeric_limits<long long>::max();
+    for (const long long held : {1LL, limit - 1, for_ever}) {
+        SCOPED_TRACE(held);
+        start_afresh();
+        prepare(*GetParam().table, operation);
+        long long waited = 0;
+        bool holds = true;
+        {
+            Connection other;
+            other.rows("BEGIN EXCLUSIVE");
+            disk::instead_of_waiting([&](long long microseconds) {
+                waited = microseconds;
+                if (holds && waited >= held) {
+                    other.rows("COMMIT");
+                    holds = false;
+                }
+            });
+            const bool succeeds = operation.waits && held < for_ever;
+            EXPECT_EQ(call(operation), succeeds ? operation.success : failure_of(operation, SQLITE_BUSY));
+            EXPECT_EQ(holds, !succeeds);
+            disk::instead_of_waiting(nullptr);
+        }
+        // Creating runs each of its statements, whether or not the one before could run.
+        const auto waits = static_cast<long long>(creates(operation) ? operation.statements.size() : 1);
+        EXPECT_EQ(waited, !operation.waits ? 0 : held == for_ever ? waits * limit : held == 1 ? 1000 : limit);
+        tally(operation.waits ? "calls that waited for a lock" : "calls that failed at once on a lock");
+    }
+}

@@ -1,0 +1,46 @@
+// One operation, tried again and again while something fails underneath. A call then returns one of its codes and has
+// done nothing, or succeeds and has done everything; the file is whole either way.
+#ifndef KORVO_TESTS_TRIAL_H
+#define KORVO_TESTS_TRIAL_H
+
+#include "support.h"
+
+#include <functional>
+#include <string>
+
+namespace test {
+
+class Trial {
+public:
+    // On the operation's rows, once `changed` by SQL.
+    explicit Trial(const OperationOfTable &of, std::string changed = "");
+
+    // Calls between the two, on a file as it was at the beginning, and judges. Whether the call succeeded.
+    bool attempt(const std::function<void()> &arm, const std::function<void()> &disarm);
+
+    // Whether a call that succeeds leaves the file other than it was.
+    bool changes() const { return after_ != before_; }
+
+private:
+    Rows start() const;
+
+    const Table &table_;
+    const Operation &operation_;
+    std::string changed_;
+    Rows before_, after_, now_;
+    std::string read_, listed_;
+};
+
+// How much of a suite runs, as KORVO_EFFORT has it: "least" where a program runs many times slower, "full" for the
+// whole of it, and between them what fits into every test run.
+int effort(int least, int quick, int full);
+
+// Counts; the figures are printed when the program has run all its tests.
+void tally(const std::string &what, long count = 1);
+
+// The file is whole, SQLite says.
+void expect_integrity(Connection &connection);
+
+} // namespace test
+
+#endif
