@@ -1,4 +1,5 @@
-// What torrent details, RSS and accounts do alone: keys of several columns, rows that share a key, feeds, passwords.
+// What torrent details, RSS and accounts do alone: keys of several columns, of which 0 is a value like any other, rows
+// that share a key, feeds, passwords.
 
 #include "support.h"
 
@@ -27,31 +28,33 @@ template <class Listing, class... Arguments> static Rows listed(Listing *listing
 TEST_F(Details, FilesAreFoundByCommandAndTaskTogether) {
     sql("INSERT INTO BT_FDATA VALUES (1, 0, 0, 0, 5, 'a'), (2, 0, 7, 0, 5, 'b'), (3, 4, 0, 0, 5, 'c'), "
         "(4, 4, 7, 0, 5, 'd'), (5, 4, 7, 0, 6, 'e')");
-    EXPECT_EQ(bt_fdata_query_count(0, 0), 1) << "0 is a value like any other";
+    const Rows of_four = {{"4", "4", "7", "0", "5", "d"}, {"5", "4", "7", "0", "6", "e"}};
+    EXPECT_EQ(bt_fdata_query_count(0, 0), 1);
     EXPECT_EQ(bt_fdata_query_count(4, 7), 2);
     EXPECT_EQ(bt_fdata_query_count(7, 4), 0);
-    EXPECT_EQ(listed(bt_fdata_query, 4, 7), (Rows{{"4", "4", "7", "0", "5", "d"}, {"5", "4", "7", "0", "6", "e"}}));
+    EXPECT_EQ(listed(bt_fdata_query, 0, 0), (Rows{{"1", "0", "0", "0", "5", "a"}}));
+    EXPECT_EQ(listed(bt_fdata_query, 4, 7), of_four);
     EXPECT_EQ(listed(bt_fdata_query, 7, 4), Rows());
 }
 
 TEST_F(Details, BothUpdatesOfAFileReachTheRowsOfEveryCommand) {
-    sql("INSERT INTO BT_FDATA VALUES (1, 1, 7, 0, 5, 'a'), (2, 2, 7, 0, 5, 'a'), (3, 1, 7, 0, 6, 'b'), "
-        "(4, 1, 8, 0, 5, 'c')");
-    const Rows others = {{"3", "1", "7", "0", "6", "b"}, {"4", "1", "8", "0", "5", "c"}};
-    const auto expect = [&others](Row first, Row second) {
+    sql("INSERT INTO BT_FDATA VALUES (1, 1, 0, 1, 0, 'a'), (2, 2, 0, 1, 0, 'a'), (3, 1, 0, 1, 6, 'b'), "
+        "(4, 1, 8, 1, 0, 'c')");
+    const auto expect = [](const Row &first, const Row &second) {
+        const Rows others = {{"3", "1", "0", "1", "6", "b"}, {"4", "1", "8", "1", "0", "c"}};
         EXPECT_EQ(listed(bt_fdata_query_all), (Rows{first, second, others[0], others[1]}));
     };
-    EXPECT_EQ(bt_fdata_update_checked_by_task_id_and_file_index(7, 5, 1), BTDB_OK);
-    expect({"1", "1", "7", "1", "5", "a"}, {"2", "2", "7", "1", "5", "a"});
-    const BtFileDataRecord file = {99, 3, 7, -2, 5, "it's"};
+    EXPECT_EQ(bt_fdata_update_checked_by_task_id_and_file_index(0, 0, 0), BTDB_OK);
+    expect({"1", "1", "0", "0", "0", "a"}, {"2", "2", "0", "0", "0", "a"});
+    const BtFileDataRecord file = {99, 3, 0, -2, 0, "it's"};
     EXPECT_EQ(bt_fdata_upload(&file), BTDB_OK);
-    expect({"1", "3", "7", "-2", "5", "it's"}, {"2", "3", "7", "-2", "5", "it's"});
+    expect({"1", "3", "0", "-2", "0", "it's"}, {"2", "3", "0", "-2", "0", "it's"});
 }
 
-// Two tasks; three senders and two commands for the first.
+// Three tasks; three senders and two commands for the first.
 static void fill_facts() {
     sql("INSERT INTO BT_INFODATA (infodata_command, infodata_task_id, infodata_sender_pid, infodata_name) VALUES "
-        "(1, 7, 321, 'a'), (1, 7, 322, 'b'), (2, 7, 321, 'c'), (1, 8, 321, 'd'), (1, -7, -1, 'e')");
+        "(0, 0, 0, 'a'), (0, 0, 322, 'b'), (2, 0, 0, 'c'), (0, 0, -1, 'd'), (0, 8, 0, 'e'), (0, -7, -1, 'f')");
 }
 
 static Rows facts() {
@@ -60,18 +63,18 @@ static Rows facts() {
 
 TEST_F(Details, FactsAreFoundByCommandTaskAndSenderTogether) {
     fill_facts();
-    EXPECT_EQ(bt_infodata_query_count(1, 7, 321), 1);
-    EXPECT_EQ(bt_infodata_query_count(1, 7, 0), 0) << "no value stands for any sender";
-    EXPECT_EQ(bt_infodata_query_count(1, 7, -1), 0);
-    sql("UPDATE BT_INFODATA SET infodata_sender_pid = -1 WHERE infodata_task_id = 8");
-    EXPECT_EQ(bt_infodata_query_count(1, 8, -1), 1);
-    const Rows found = listed(bt_infodata_query, 1, 8, -1);
-    ASSERT_EQ(found.size(), 1);
-    EXPECT_EQ(found[0][5], "d");
+    for (const std::int32_t sender : {0, 322, -1, 323}) {
+        const Rows found = listed(bt_infodata_query, 0, 0, sender);
+        ASSERT_EQ(found.size(), sender == 323 ? 0 : 1);
+        EXPECT_EQ(bt_infodata_query_count(0, 0, sender), found.size());
+        if (!found.empty()) {
+            EXPECT_EQ(found[0][5], sender == 0 ? "a" : sender == 322 ? "b" : "d");
+        }
+    }
 }
 
 TEST_F(Details, UpdatingFactsOverwritesEveryRowOfTheTask) {
-    for (const std::int32_t task : {7, -7}) {
+    for (const std::int32_t task : {0, -7}) {
         bt_infodata_flush_tbl();
         fill_facts();
         Rows expected = facts();
@@ -95,9 +98,12 @@ TEST_F(Details, UpdatingFactsOverwritesEveryRowOfTheTask) {
 
 TEST_F(Details, DeletingASendersFactsLeavesThoseOfOthers) {
     fill_facts();
+    Rows expected = facts();
+    expected.erase(expected.begin() + 2);
+    expected.erase(expected.begin());
     for (int time = 0; time < 2; ++time) {
-        EXPECT_EQ(bt_infodata_del_by_task_id_and_pid(7, 321), BTDB_OK);
-        EXPECT_EQ(facts(), (Rows{{"1", "7", "322", "b"}, {"1", "8", "321", "d"}, {"1", "-7", "-1", "e"}}));
+        EXPECT_EQ(bt_infodata_del_by_task_id_and_pid(0, 0), BTDB_OK);
+        EXPECT_EQ(facts(), expected);
     }
 }
 
