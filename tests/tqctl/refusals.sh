@@ -63,7 +63,9 @@ status into 8 list
 exec 8>&-
 
 say 'Help is there for everything and fits 80 columns.'
-for command in '' init add list show count set forget; do
+for command in '' init add list show count set forget files info session rss 'rss feeds' 'rss items' 'rss add' 'rss mark' \
+    'rss remove' job 'job list' 'job add' 'job set' 'job remove' account 'account list' 'account add' 'account set' \
+    'account remove'; do
     "$tqctl" $command --help >help && echo "$(head -1 help)"
     awk 'length > 80 { print "too wide: " $0 }' help
 done

@@ -53,16 +53,21 @@ std::vector<std::string> arguments(int argc, char **argv) {
 
 // CLI11 notices a word that is no command only after it has missed a command.
 Failure usage_failure(const CLI::App &app, const CLI::ParseError &error) {
-    const auto commands = app.get_subcommands();
-    const auto strangers = app.remaining();
     std::string complaint = error.what();
-    std::string command;
-    if (!commands.empty()) {
-        command = commands.front()->get_name() + " ";
-    } else if (!strangers.empty()) {
-        complaint = "there is no command \"" + strangers.front() + "\"";
+    std::string path;
+    const CLI::App *command = &app;
+    while (!command->get_subcommands().empty()) {
+        command = command->get_subcommands().front();
+        path += command->get_name() + " ";
     }
-    return {Exit::usage, "tqctl: " + complaint + " (see tqctl " + command + "--help)"};
+    if (const auto strangers = app.remaining(true); !strangers.empty()) {
+        // Values stay unsaid: somebody may have written a password where none is taken.
+        const std::string &first = strangers.front();
+        complaint = first.starts_with('-') ? "there is no option " + first.substr(0, first.find('='))
+                    : command->get_require_subcommand_min() > 0 ? "there is no command \"" + path + first + "\""
+                                                                : "there are more arguments than the command takes";
+    }
+    return {Exit::usage, "tqctl: " + complaint + " (see tqctl " + path + "--help)"};
 }
 
 void run(int argc, char **argv) {

@@ -13,6 +13,8 @@
 #include <memory>
 #include <new>
 #include <nlohmann/json.hpp>
+#include <tuple>
+#include <utility>
 
 namespace tqctl {
 namespace {
@@ -62,17 +64,25 @@ template <typename Number> std::optional<Number> number_in(const Value &value) {
     return error == std::errc() && stop == end ? std::optional(number) : std::nullopt;
 }
 
-// "[######----]  62%", or "-" where nothing is known of the whole.
-std::string share_bar(const Value &part, const Value &whole) {
-    constexpr int width = 10;
+// From 0 to 1; none where nothing is known of the whole.
+std::optional<double> share_of(const Value &part, const Value &whole) {
     const auto done = number_in<std::int64_t>(part);
     const auto all = number_in<std::int64_t>(whole);
     if (!done || !all || *all <= 0) {
+        return std::nullopt;
+    }
+    return std::clamp(static_cast<double>(*done) / static_cast<double>(*all), 0.0, 1.0);
+}
+
+// "[######----]  62%", or "-" where nothing is known of the whole.
+std::string share_bar(const Value &part, const Value &whole) {
+    constexpr int width = 10;
+    const auto share = share_of(part, whole);
+    if (!share) {
         return "-";
     }
-    const double share = std::clamp(static_cast<double>(*done) / static_cast<double>(*all), 0.0, 1.0);
-    const auto filled = static_cast<std::size_t>(share * width);
-    const std::string percent = std::to_string(static_cast<int>(share * 100));
+    const auto filled = static_cast<std::size_t>(*share * width);
+    const std::string percent = std::to_string(static_cast<int>(*share * 100));
     return "[" + std::string(filled, '#') + std::string(width - filled, '-') + "]" +
            std::string(5 - percent.size() - 1, ' ') + percent + "%";
 }
@@ -93,6 +103,29 @@ std::string terminal_cell(const View &view, std::size_t row, std::size_t column)
         return share_bar(value, view.whole(row, column));
     }
     return shown_text(value);
+}
+
+// Compared member by member.
+using SortKey = std::tuple<int, std::int64_t, double, std::string_view>;
+
+SortKey sort_key(const View &view, std::size_t row) {
+    const Value &value = view.value(row, 0);
+    const Kind kind = view.columns()[0].kind;
+    if (!value) {
+        return {0, 0, 0, {}};
+    }
+    if (kind == Kind::share) {
+        return {1, 0, share_of(value, view.whole(row, 0)).value_or(-1), {}};
+    }
+    if (kind != Kind::text) {
+        if (const auto whole = number_in<std::int64_t>(value)) {
+            return {1, *whole, static_cast<double>(*whole), {}};
+        }
+        if (const auto decimal = number_in<double>(value); decimal && std::isfinite(*decimal)) {
+            return {1, static_cast<std::int64_t>(std::floor(std::clamp(*decimal, -9e18, 9e18))), *decimal, {}};
+        }
+    }
+    return {2, 0, 0, *value};
 }
 
 Json json_value(const Value &value, Kind kind) {
@@ -136,6 +169,15 @@ std::string record_lines(const Rows &rows, const std::vector<Column> &columns, s
     return out;
 }
 
+// "download_rate" as people read it over a column.
+std::string heading(std::string_view title) {
+    std::string out;
+    for (const char c : title) {
+        out += c == '_' ? ' ' : c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+    }
+    return out;
+}
+
 // libsmartcols reports only that memory ran out.
 void done(int result) {
     if (result != 0) {
@@ -168,7 +210,40 @@ int Rows::collect(void *rows, int columns, char **values, char **names) noexcept
     }
 }
 
-std::string terminal_table(const Rows &rows, const std::vector<Column> &columns) {
+int RowsWith::collect(void *rows, int columns, char **values, char **names) noexcept {
+    auto *wanted = static_cast<RowsWith *>(rows);
+    const char *found = values[wanted->column];
+    return found != nullptr && wanted->value == found ? Rows::collect(static_cast<Rows *>(rows), columns, values, names)
+                                                      : 0;
+}
+
+void mask(Rows &rows, std::string_view column) {
+    const auto position = static_cast<std::size_t>(std::ranges::find(rows.names, column) - rows.names.begin());
+    for (Row &row : rows.rows) {
+        if (Value &password = row.at(position); password && !password->empty()) {
+            password = "********";
+        }
+    }
+}
+
+void sort_rows(Rows &rows, const Column &by) {
+    const std::vector<Column> columns{by};
+    const View view(rows, columns);
+    std::vector<std::pair<SortKey, std::size_t>> order;
+    order.reserve(rows.rows.size());
+    for (std::size_t row = 0; row < rows.rows.size(); ++row) {
+        order.emplace_back(sort_key(view, row), row);
+    }
+    std::stable_sort(order.begin(), order.end(), [](const auto &a, const auto &b) { return a.first < b.first; });
+    std::vector<Row> sorted;
+    sorted.reserve(order.size());
+    for (const auto &[key, row] : order) {
+        sorted.push_back(std::move(rows.rows[row]));
+    }
+    rows.rows = std::move(sorted);
+}
+
+std::string terminal_table(const Rows &rows, const std::vector<Column> &columns, bool header) {
     if (rows.rows.empty()) {
         return "(none)\n";
     }
@@ -177,9 +252,10 @@ std::string terminal_table(const Rows &rows, const std::vector<Column> &columns)
                                                                               scols_unref_table);
     done(scols_table_set_termforce(table.get(), SCOLS_TERMFORCE_ALWAYS));
     done(scols_table_enable_noencoding(table.get(), 1)); // cells are escaped already
+    done(scols_table_enable_noheadings(table.get(), header ? 0 : 1));
     for (const Column &column : columns) {
         const int alignment = column.kind == Kind::text ? SCOLS_FL_TRUNC : SCOLS_FL_RIGHT;
-        made(scols_table_new_column(table.get(), std::string(column.title).c_str(), 0, alignment));
+        made(scols_table_new_column(table.get(), heading(column.title).c_str(), 0, alignment));
     }
     for (std::size_t row = 0; row < view.size(); ++row) {
         libscols_line *line = made(scols_table_new_line(table.get(), nullptr));
@@ -193,11 +269,11 @@ std::string terminal_table(const Rows &rows, const std::vector<Column> &columns)
     return std::string(text) + "\n";
 }
 
-std::string plain_table(const Rows &rows, const std::vector<Column> &columns) {
+std::string plain_table(const Rows &rows, const std::vector<Column> &columns, bool header) {
     const View view(rows, columns);
     std::string out;
     const auto end_field = [&](std::size_t column) { out += column + 1 < columns.size() ? '\t' : '\n'; };
-    for (std::size_t column = 0; column < columns.size(); ++column) {
+    for (std::size_t column = 0; header && column < columns.size(); ++column) {
         out += columns[column].title;
         end_field(column);
     }

@@ -30,6 +30,20 @@ struct Rows {
     }
 };
 
+// The rows of a listing that have this value in one column; for listings that the library does not filter by it.
+struct RowsWith : Rows {
+    RowsWith(int in_column, std::string wanted) : column(in_column), value(std::move(wanted)) {}
+
+    int column;
+    std::string value;
+
+    // The row callback of a listing whose context is a RowsWith.
+    static int collect(void *rows, int columns, char **values, char **names) noexcept;
+};
+
+// Puts "********" in the place of every password of a column; an empty one stays empty.
+void mask(Rows &rows, std::string_view column);
+
 enum class Kind {
     text,
     number,
@@ -37,19 +51,30 @@ enum class Kind {
     share, // a bar for what this column has of the column `whole`; for terminals only
 };
 
+enum class Audience {
+    everyone,
+    people,   // on terminals
+    programs, // in lines with TABs
+    seekers,  // who ask for it by its name
+};
+
 // A column of the output and the column of the rows that it shows.
 struct Column {
     std::string_view title;
     std::string_view source;
     Kind kind;
+    Audience audience = Audience::everyone;
     std::string_view whole{};
 };
 
+// Nothing first, then numbers, then texts; rows with equal values keep their order.
+void sort_rows(Rows &rows, const Column &by);
+
 // The heading, then the rows, as wide as the terminal at most.
-std::string terminal_table(const Rows &rows, const std::vector<Column> &columns);
+std::string terminal_table(const Rows &rows, const std::vector<Column> &columns, bool header = true);
 
 // One line with the titles and one line a row, fields separated by TABs, texts escaped.
-std::string plain_table(const Rows &rows, const std::vector<Column> &columns);
+std::string plain_table(const Rows &rows, const std::vector<Column> &columns, bool header = true);
 
 // An array of objects with the titles as names, numbers as numbers, SQL NULL as null; in ASCII.
 std::string json_table(const Rows &rows, const std::vector<Column> &columns);

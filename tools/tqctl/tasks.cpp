@@ -1,6 +1,7 @@
 // BitTorrent tasks: tqctl add, list, show, count, set, forget.
 #include "commands.h"
 #include "failure.h"
+#include "fields.h"
 #include "magnet.h"
 #include "output.h"
 #include "stores.h"
@@ -8,7 +9,6 @@
 
 #include <array>
 #include <cmath>
-#include <cstring>
 #include <ctime>
 #include <limits>
 #include <memory>
@@ -22,21 +22,6 @@ std::string named(std::int32_t id) {
 }
 
 // ---- Fields --------------------------------------------------------------------------------------------------------
-
-// A value that does not fit its field is refused: cut, it would name another file, folder or torrent.
-template <std::size_t Width>
-void require_fit(const std::string &what, const std::string &value, const char (&)[Width]) {
-    if (value.size() >= Width) {
-        throw CLI::ValidationError(what, "a value of " + std::to_string(value.size()) +
-                                             " bytes does not fit: the task's field holds " +
-                                             std::to_string(Width - 1));
-    }
-}
-
-template <std::size_t Width> void fill(const std::string &what, char (&field)[Width], const std::string &value) {
-    require_fit(what, value, field);
-    std::memcpy(field, value.c_str(), value.size() + 1);
-}
 
 std::string required_hash(const std::string &what, const std::string &text) {
     const auto hash = info_hash(text);
@@ -91,17 +76,7 @@ void add(NewTask &task) {
     }
     require_database();
 
-    constexpr const char *operation = "bt_db_add_task";
-    const std::int32_t id = bt_db_add_task(&task.record);
-    if (id == BTDB_ERR_QUERY) {
-        throw call_failure(Exit::failed, operation, id, "the task is added, but its identifier could not be read back");
-    }
-    checked(operation, id, bt_task_store);
-    try {
-        print(std::to_string(id) + "\n");
-    } catch (const Failure &failure) {
-        throw Failure(failure.exit(), failure.what() + ("; " + named(id) + " is added"));
-    }
+    print_new_identifier("bt_db_add_task", bt_db_add_task(&task.record), bt_task_store, "task");
 }
 
 template <std::size_t Width>
@@ -215,7 +190,7 @@ const std::vector<Column> &task_fields() {
         std::vector<Column> columns;
         const auto add = [&](Kind kind, std::initializer_list<std::string_view> names) {
             for (const std::string_view name : names) {
-                columns.push_back({name, name, kind});
+                columns.push_back({name, name, kind, Audience::everyone, {}});
             }
         };
         add(Kind::number, {"task_id"});
@@ -262,7 +237,7 @@ const std::vector<Column> &terminal_columns() {
         {"NAME", "task_torrent_name", Kind::text},
         {"STATE", "task_state", Kind::number},
         {"PAUSED", "task_is_paused", Kind::flag},
-        {"DONE", "task_total_wanted_done", Kind::share, "task_total_wanted"},
+        {"DONE", "task_total_wanted_done", Kind::share, Audience::people, "task_total_wanted"},
         {"DOWN", "task_download_rate", Kind::number},
         {"UP", "task_upload_rate", Kind::number},
         {"PEERS", "task_num_peers", Kind::number},
