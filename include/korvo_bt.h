@@ -948,6 +948,74 @@ KORVO_BT_API int32_t bt_account_query(const char *file, TqRowCallback callback, 
 /* Lists all accounts; as bt_account_query(). */
 KORVO_BT_API int32_t bt_account_query_all(const char *file, TqRowCallback callback, void *context);
 
+/* ---- The message queue to the BitTorrent daemon --------------------------------------------------- */
+
+/* Programs that control downloads hand commands and configuration messages to the daemon through one
+ * System V message queue, which every call looks up anew. Nothing here waits. Messages arrive in the order
+ * in which they were sent, whatever their type, each at one receiver; the queue outlives all processes,
+ * with what waits in it, until bt_msg_clean() or a restart of the system.
+ *
+ * What a daemon's author must know:
+ *   - Failures END THE PROCESS with exit status 1, after a fatal message in the diagnostic log: a queue that
+ *     cannot be reached (access refused, none left in the system), a send into a FULL queue, a type below 1,
+ *     a receive that fails, for example because the queue is removed in that moment. A sender that must
+ *     survive does its sending in a child process.
+ *   - The queue is full when the bytes that wait would exceed its limit: 819 messages with Linux's usual
+ *     limit of 16384 bytes (kernel.msgmnb).
+ *   - Whoever comes first makes the queue: a sender with mode 0666, a receiver with mode 0777 (the umask has
+ *     no say). A receiver asks for all of 0777, which a queue of mode 0666 refuses to everybody but
+ *     processes with the capability CAP_IPC_OWNER, as root has: ITS OWN MAKER IS REFUSED TOO, and ended. So a
+ *     daemon that does not run as root calls bt_msg_get() at its start, before any sender can be first; where
+ *     a sender was, remove the queue. With either mode every user of the system may send, and read what
+ *     waits: no secrets.
+ *   - bt_msg_get() logs at level 9 on every call; see err_debuglevel. */
+
+/* The queue's System V key, as it stands. */
+#define BT_MSG_KEY 2502
+
+/* Types of messages. */
+#define BT_MSG_CONFIG 1
+#define BT_MSG_COMMAND 2
+
+/* A message. What the parameters mean is an agreement between the sender and the daemon. In the queue they
+ * are 20 bytes behind a type that is as wide as the platform's long. */
+typedef struct BtMessage {
+    int32_t mtype;  /* BT_MSG_CONFIG or BT_MSG_COMMAND; other programs may send others */
+    int32_t param1; /* first parameter */
+    int32_t param2; /* second parameter, 0 or more in all that is sent through this library */
+    int32_t param3; /* third parameter; this and the next two are 0 in a configuration message */
+    int32_t param4; /* fourth parameter */
+    int32_t param5; /* fifth parameter */
+} BtMessage;
+
+/* Sends a command. Makes the queue when there is none.
+ *   param2  0 or more
+ *   others  any value
+ * Returns 0; -1 for a negative param2, with the queue untouched. Any other failure ends the process. */
+KORVO_BT_API int32_t bt_msg_send_command(int32_t param1, int32_t param2, int32_t param3, int32_t param4,
+                                         int32_t param5);
+
+/* Sends a configuration message; as bt_msg_send_command(). */
+KORVO_BT_API int32_t bt_msg_send_config(int32_t param1, int32_t param2);
+
+/* Sends a message of any type: what the two above have in common.
+ *   mtype  1 or more; any other ends the process, unless param2 is negative */
+KORVO_BT_API int32_t __bt_msg_send(int32_t mtype, int32_t param1, int32_t param2, int32_t param3, int32_t param4,
+                                   int32_t param5);
+
+/* Takes the oldest message, of any type, off the queue. Makes the queue when there is none.
+ *   record  filled when there is a message; another program's longer message is cut to 20 bytes of
+ *           parameters, a shorter one fills only those that it has
+ * Returns the message's type; 0 when none waits (the record is then untouched); -1 for NULL, with the queue
+ * untouched. Any other failure ends the process. */
+KORVO_BT_API int32_t bt_msg_get(BtMessage *record);
+
+/* Removes the queue with all that waits in it. Not to be called while another program sends or receives:
+ * the removal in the middle of its call would end it.
+ * Returns 0, also when there is no queue; -1 when it cannot be removed: only its owner, its maker and root
+ * may. */
+KORVO_BT_API int32_t bt_msg_clean(void);
+
 #ifdef __cplusplus
 }
 #endif

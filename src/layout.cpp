@@ -32,3 +32,5 @@ static_assert(offsetof(BtRssJobRecord, rss_job_episode) == 2584);
 static_assert(sizeof(BtAccountRecord) == 624);
 static_assert(offsetof(BtAccountRecord, account_enable) == 520);
 static_assert(offsetof(BtAccountRecord, account_pass) == 557);
+static_assert(sizeof(BtMessage) == 24);
+static_assert(offsetof(BtMessage, param1) == 4);
