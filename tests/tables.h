@@ -131,7 +131,7 @@ template <class Record> Record *scratch_record() {
 
 // ---- Records of an operation's own type
 
-// Every field holds a value of its own, told by the seed; texts contain a quote; the identifier is the seed. The fields
+// Every field holds a value of its own, told by `seed`, which is the identifier; texts contain a quote. The fields
 // named as keys hold what they hold in sample 1.
 void fill_sample(void *record, const std::vector<Field> &fields, int seed, const std::vector<std::string> &keys = {});
 
