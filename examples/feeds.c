@@ -1,0 +1,99 @@
+/*
+ * feeds.c - brings the items of a feed into the store and lets the feed's download jobs pick from them.
+ *
+ *     feeds ADDRESS TITLE <ITEMS        a line for each item: its title, a TAB, its magnet link
+ *
+ * A job takes the items with its filter in their title and without its exclusion filter: each becomes a BitTorrent task
+ * and is marked as downloaded. Rows are collected first and changed afterwards: a callback that writes would wait for
+ * the very listing that calls it.
+ */
+#include <korvo_bt.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <time.h>
+
+/* Passes a result on that is none of the negative codes. */
+static int32_t good(int32_t result, const char *what) {
+    if (result < 0) {
+        fprintf(stderr, "feeds: %s: the library refused with code %d\n", what, (int)result);
+        exit(1);
+    }
+    return result;
+}
+
+/* A text that was cut would be another text. */
+static void put(char *field, size_t width, const char *text) {
+    if ((size_t)snprintf(field, width, "%s", text) >= width) {
+        fprintf(stderr, "feeds: longer than the store keeps: %s\n", text);
+        exit(2);
+    }
+}
+#define PUT(field, text) put(field, sizeof(field), text)
+
+/* The rows that have a text in a column. Columns come in the order of the record's fields. */
+struct search {
+    int column;
+    const char *text;
+    int32_t ids[1000];
+    size_t count;
+};
+
+static int collect(void *context, int columns, char **values, char **names) {
+    (void)columns, (void)names;
+    struct search *search = context;
+    const char *value = values[search->column]; /* NULL only if another program wrote it */
+    if (value == NULL || strcmp(value, search->text) != 0) {
+        return 0;
+    }
+    search->ids[search->count++] = (int32_t)strtol(values[0], NULL, 10);
+    return search->count == sizeof search->ids / sizeof *search->ids; /* no room: stops the listing, which then fails */
+}
+
+static void take_if_wanted(const BtRssJobRecord *job, const BtRssRecord *item) {
+    const char *unwanted = job->rss_job_exclusion_filter;
+    if (item->rss_downloaded != 0 || strstr(item->rss_title, job->rss_job_filter) == NULL ||
+        (*unwanted != '\0' && strstr(item->rss_title, unwanted) != NULL)) {
+        return;
+    }
+    static BtTaskRecord task; /* some 6 KB, all zero */
+    PUT(task.task_torrent_name, item->rss_title);
+    PUT(task.task_magnet_link, item->rss_enclosure_url);
+    const int32_t id = good(bt_db_add_task(&task), "add a task");
+    good(bt_rss_update_field_by_id(item->rss_id, 6, &(int32_t){1}), "mark an item");
+    printf("%s takes \"%s\" as task %d\n", job->rss_job_name, item->rss_title, (int)id);
+}
+
+int main(int argc, char **argv) {
+    if (argc != 3) {
+        fputs("usage: feeds ADDRESS TITLE <ITEMS\n", stderr);
+        return 2;
+    }
+    static BtRssRecord item;
+    static BtRssJobRecord job;
+    PUT(item.rss_url, argv[1]);
+    PUT(item.rss_user_def_title, argv[2]);
+    for (char line[4096]; fgets(line, sizeof line, stdin) != NULL;) {
+        const char *title = strtok(line, "\t\n"), *link = strtok(NULL, "\t\n");
+        if (link == NULL) {
+            continue;
+        }
+        PUT(item.rss_title, title);
+        PUT(item.rss_enclosure_url, link);
+        struct search same = {.column = 3, .text = item.rss_enclosure_url};
+        good(bt_rss_query_data_by_ud_title(NULL, collect, argv[2], &same), "look for an item");
+        good(same.count > 0 ? BTDB_OK : bt_rss_add(&item), "add an item");
+    }
+    struct search jobs = {.column = 4, .text = argv[1]}, items = {.column = 1, .text = argv[1]};
+    good(bt_rss_job_query(NULL, collect, 0, 0, 0, &jobs), "list the jobs");
+    good(bt_rss_query(NULL, collect, 0, 0, 0, &items), "list the items");
+    for (size_t j = 0; j < jobs.count; ++j) {
+        good(bt_rss_job_query_data_by_id(jobs.ids[j], &job), "read a job");
+        for (size_t i = 0; i < items.count; ++i) {
+            good(bt_rss_query_data_by_id(items.ids[i], &item), "read an item");
+            take_if_wanted(&job, &item);
+        }
+        good(bt_rss_job_update_field_by_id(jobs.ids[j], 7, &(int32_t){(int32_t)time(NULL)}), "note the check");
+    }
+    return 0;
+}
