@@ -7,7 +7,7 @@ install(TARGETS korvo_bt EXPORT korvo_bt-targets
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library NAMELINK_COMPONENT development)
 if(TARGET korvo_platform)
     install(TARGETS korvo_platform EXPORT korvo_bt-targets
-        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library NAMELINK_COMPONENT development)
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT platform NAMELINK_COMPONENT development)
 endif()
 install(FILES ${PROJECT_SOURCE_DIR}/include/korvo_bt.h
     DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
@@ -30,4 +30,10 @@ install(FILES ${PROJECT_BINARY_DIR}/korvo_bt-config.cmake ${PROJECT_BINARY_DIR}/
 
 if(KORVO_BUILD_TOOL)
     install(TARGETS tqctl RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tool)
+endif()
+
+if(KORVO_BUILD_REFERENCE)
+    install(DIRECTORY ${PROJECT_BINARY_DIR}/reference/man/ DESTINATION ${CMAKE_INSTALL_MANDIR} COMPONENT development)
+    install(DIRECTORY ${PROJECT_BINARY_DIR}/reference/html
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libkorvo-bt-dev COMPONENT development)
 endif()
