@@ -148,4 +148,14 @@ std::int32_t checked(const char *operation, std::int32_t result, const Store &st
                        meaning_of(code, store, wanted));
 }
 
+bool create_if_missing(const Store &store) {
+    // The same code says that the table exists already and that it could not be created; a read tells them apart.
+    const std::int32_t result = store.create();
+    if (result == BTDB_ERR_TABLE && store.readable()) {
+        return false;
+    }
+    checked(store.create_operation, result, store);
+    return true;
+}
+
 } // namespace tqctl

@@ -40,4 +40,7 @@ Failure call_failure(Exit exit, const char *operation, std::int32_t code, const 
 // here, and throws. `wanted` names the one task that a read looks for ("task 7"); empty for everything else.
 std::int32_t checked(const char *operation, std::int32_t result, const Store &store, const std::string &wanted = {});
 
+// Whether it was missing.
+bool create_if_missing(const Store &store);
+
 } // namespace tqctl

@@ -9,13 +9,7 @@ namespace {
 
 void init() {
     for (const Store *store : all_stores) {
-        // The same code says that the table exists already and that it could not be created; a read tells them apart.
-        const std::int32_t result = store->create();
-        const bool there_already = result == BTDB_ERR_TABLE && store->readable();
-        if (!there_already) {
-            checked(store->create_operation, result, *store);
-        }
-        print(std::string(store->table) + (there_already ? ": there already\n" : ": created\n"));
+        print(std::string(store->table) + (create_if_missing(*store) ? ": created\n" : ": there already\n"));
     }
 }
 

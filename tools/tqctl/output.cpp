@@ -3,6 +3,7 @@
 #include "failure.h"
 
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <langinfo.h>
 #include <unistd.h>
@@ -17,6 +18,10 @@ Charset output_charset() {
     // Bytes beyond ASCII are control characters to a terminal that does not expect UTF-8.
     const bool plain_terminal = output_is_terminal() && std::strcmp(nl_langinfo(CODESET), "UTF-8") != 0;
     return plain_terminal ? Charset::ascii : Charset::utf8;
+}
+
+void warn(const std::string &message) {
+    std::fprintf(stderr, "tqctl: %s\n", escaped(message, Charset::ascii).c_str());
 }
 
 void print(std::string_view text) {

@@ -13,6 +13,9 @@ bool output_is_terminal();
 // What a terminal of the current locale shows; programs get UTF-8.
 Charset output_charset();
 
+// To standard error: what the operator should know, though the command goes on.
+void warn(const std::string &message);
+
 // Writes at once. A reader that went away or a full disk is a Failure.
 void print(std::string_view text);
 

@@ -113,4 +113,15 @@ std::string escaped(std::string_view text, Charset charset) {
     return out;
 }
 
+bool is_utf8(std::string_view text) {
+    while (!text.empty()) {
+        const Character character = first_character(text);
+        if (character.length == 0) {
+            return false;
+        }
+        text.remove_prefix(character.length);
+    }
+    return true;
+}
+
 } // namespace tqctl

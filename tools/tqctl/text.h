@@ -17,4 +17,6 @@ enum class Charset { ascii, utf8 };
 // so that no two texts come out the same.
 std::string escaped(std::string_view text, Charset charset);
 
+bool is_utf8(std::string_view text);
+
 } // namespace tqctl
