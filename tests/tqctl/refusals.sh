@@ -63,7 +63,7 @@ status into 8 list
 exec 8>&-
 
 say 'Help is there for everything and fits 80 columns.'
-for command in '' init backup export import add list show count set forget files info session rss 'rss feeds' 'rss items' 'rss add' 'rss mark' \
+for command in '' init doctor backup export import add list show count set forget files info session rss 'rss feeds' 'rss items' 'rss add' 'rss mark' \
     'rss remove' job 'job list' 'job add' 'job set' 'job remove' account 'account list' 'account add' 'account set' \
     'account remove'; do
     "$tqctl" $command --help >help && echo "$(head -1 help)"

@@ -1,0 +1,68 @@
+# What the doctor finds, and that it only looks.
+export COLUMNS=200
+look() { tq doctor "$@"; }
+
+say 'Without a database, and with a good one.'
+tq doctor
+fresh
+"$tqctl" add --name n --state 1 && sql "INSERT INTO BT_FDATA (fdata_task_id) VALUES (1)"
+chmod 644 "$database"
+tq doctor
+chmod 640 "$database"
+tq doctor --json --columns result,check
+rm "$database" && "$tqctl" init >/dev/null
+sql 'DROP TABLE BT_TASK' && "$tqctl" init >/dev/null
+tq doctor --no-header # the shared indexes may belong to either table
+
+say 'Rows.'
+sql "INSERT INTO BT_FDATA (fdata_id, fdata_task_id, fdata_file_path) VALUES (5, 9, ''), (6, 9, '$(printf '%04096d' 0)')"
+sql "INSERT INTO BT_INFODATA (infodata_task_id, infodata_creator) VALUES (NULL, ''), (8, '$(printf 'é%.0s' {1..63})')"
+sql "INSERT INTO BT_TASK (task_id, task_state) VALUES (2147483648, 5), (3, 8), (4, NULL)"
+sql "INSERT INTO HTTP_FTP_TASK (task_state, task_savename) VALUES (4, '$(printf '%01023d' 0)')"
+tq doctor
+
+say 'Tables and indexes.'
+sql 'DROP TABLE BT_SESSION; DROP INDEX idx_rss_id; DROP INDEX idx_fdata_command; DROP TABLE BT_ACCOUNT'
+sql 'CREATE INDEX idx_fdata_command ON BT_FDATA (fdata_checked); CREATE TABLE BT_ACCOUNT (account_id, account_host)'
+sql 'CREATE TABLE visitor (a); CREATE TRIGGER quiet DELETE ON BT_RSS BEGIN SELECT 1; END; CREATE VIEW v AS SELECT 1'
+tq doctor | grep -vE 'tasks|texts|identifiers|states'
+
+say 'The file: its mode, a journal, damage.'
+fresh && chmod 666 "$database"
+tq doctor | grep file
+chmod 600 "$database" && "$tqctl" backup copy && sql 'PRAGMA journal_mode = WAL'
+tq doctor | grep journal
+tq doctor copy --no-header --columns check
+fresh && "$tqctl" add --name n >/dev/null
+# A writer that is killed after it has written to the file, before it has committed.
+python3 - "$database" <<'PYTHON'
+import os, sqlite3, sys
+database = sqlite3.connect(sys.argv[1], isolation_level=None)
+database.executescript("PRAGMA cache_size = 1; BEGIN; UPDATE BT_TASK SET task_torrent_name = hex(zeroblob(500000))")
+os._exit(0)
+PYTHON
+cp "$database" untouched && ls /mnt/HDA_ROOT
+tq doctor
+cmp "$database" untouched && ls /mnt/HDA_ROOT
+"$tqctl" show 1 >/dev/null && tq doctor | grep -E 'journal|integrity'
+dd if=/dev/zero of="$database" bs=4096 seek=1 count=1 conv=notrunc status=none
+status "$tqctl" doctor | sed 's/:.*//' | sort -u
+echo 'no database at all, whatever its name says' >"$database"
+tq doctor
+
+say 'The message queue.'
+fresh
+python3 - <<'PYTHON'
+import ctypes
+libc = ctypes.CDLL(None)
+queue = libc.msgget(2502, 0o1666)
+class Message(ctypes.Structure):
+    _fields_ = [("type", ctypes.c_long), ("words", ctypes.c_int32 * 5)]
+libc.msgsnd(queue, ctypes.byref(Message(1)), 20, 0o4000)
+PYTHON
+tq doctor | grep queue
+python3 -c '
+import ctypes
+libc = ctypes.CDLL(None)
+while libc.msgsnd(libc.msgget(2502, 0), ctypes.c_char_p(b"\1" + bytes(27)), 20, 0o4000) == 0: pass'
+tq doctor | grep queue
