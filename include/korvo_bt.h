@@ -86,6 +86,8 @@ extern "C" {
 /* An argument check failed: a NULL record, key text, value or buffer; a negative identifier; a selector,
  * field code or filter out of range (compared unsigned: negative ones too); paging out of order. */
 #define BTDB_ERR_PARAM (-11)
+/* A schedule function was given a NULL record. */
+#define BTDB_ERR_NULL (-12)
 /* The database file could not be opened: its folder is missing, or access is refused. */
 #define BTDB_ERR_OPEN (-20)
 /* CREATE TABLE failed (the table exists already) or DROP TABLE failed (it does not exist). */
@@ -101,9 +103,11 @@ extern "C" {
 #define BTDB_ERR_DELETE (-27)
 /* An UPDATE could not run, or matched no row. A matched row counts also when no value changed. */
 #define BTDB_ERR_UPDATE (-28)
+/* The task to remove could not be read: there is none, or the database does not answer. */
+#define BTDB_ERR_NO_TASK (-100)
 
-/* Besides the causes named above, every code from BTDB_ERR_TABLE on also reports a file that stayed
- * locked for longer than the call waits, a damaged file, a full disk or memory that ran out. */
+/* Besides the causes named above, the codes from BTDB_ERR_TABLE to BTDB_ERR_UPDATE also report a file that
+ * stayed locked for longer than the call waits, a damaged file, a full disk or memory that ran out. */
 
 /* ---- The database file ------------------------------------------------------------------------- */
 
@@ -1015,6 +1019,104 @@ KORVO_BT_API int32_t bt_msg_get(BtMessage *record);
  * Returns 0, also when there is no queue; -1 when it cannot be removed: only its owner, its maker and root
  * may. */
 KORVO_BT_API int32_t bt_msg_clean(void);
+
+/* ---- Removing a task ------------------------------------------------------------------------------ */
+
+/* Remove a task as a whole: its row, its files, and on request what it has downloaded.
+ *   task_id      the task
+ *   remove_data  not 0: what it has downloaded goes too
+ *
+ * Downloaded data lies under "/share/", in the folder that the configuration file's section
+ * "BTDownload" names as "BT Download Folder" or "HTTP_FTP Download Folder" (both "Download" by default),
+ * or in the task's own move folder, if it has one and its state is 5 (BitTorrent) or
+ * HTTP_FTP_TASK_STATE_FINISHED.
+ *
+ * Nothing under "/share/" is removed but the named path and what lies below it: names are taken as they
+ * are, no symbolic link on the way is followed (one at the end is removed itself), and a name or folder
+ * with a component ".." stays, as does a path that does not fit (1024 bytes for HTTP and FTP) or that a
+ * record or buffer may hold cut. The rest of the removal goes on.
+ *
+ * Return BTDB_OK, whatever could not be killed, removed or deleted; or BTDB_ERR_NO_TASK when the task's
+ * row cannot be read, and nothing happened. The steps are not atomic together: others can see the row
+ * when the files are gone already. */
+
+/* Removes a BitTorrent task: on request the file or folder that has its torrent name; always that name
+ * with ".fastresume" in the same folder, the file task_filename and that name with ".db"; then the
+ * task's rows in BT_TASK, BT_FDATA and BT_INFODATA. After three more seconds it removes task_filename
+ * and the ".db" file once more, in case a daemon wrote them again. Blocks for those three seconds. */
+KORVO_BT_API int32_t bt_task_remove(int32_t task_id, int32_t remove_data);
+
+/* Removes an HTTP or FTP task: kills its process (task_pid above 0, SIGKILL); on request removes the
+ * file that has its saved name, as it stands and percent-decoded; without a saved name the one that is
+ * called like the last part of its address, with blanks as "%20" and as they are (only as they are when
+ * it is finished); then deletes its row. A folder is never removed. */
+KORVO_BT_API int32_t http_ftp_task_remove(int32_t task_id, int32_t remove_data);
+
+/* ---- Times for display ---------------------------------------------------------------------------- */
+
+/* Format a time as local time.
+ *   time    seconds since 1970-01-01 00:00:00 UTC
+ *   format  as for strftime(), not NULL
+ * Return a text of up to 31 characters; the empty text when it would be longer or the time cannot be
+ * converted. The text is in a buffer of the function's own, one each, which the next call overwrites:
+ * copy it before. Not for several threads at once. */
+KORVO_BT_API char *bt_task_fmttime(int32_t time, const char *format);
+KORVO_BT_API char *http_ftp_task_fmttime(int32_t time, const char *format);
+
+/* ---- The weekly schedule -------------------------------------------------------------------------- */
+
+/* Schedule and notification switches are settings of the device, kept in the section "BTDownload" of its
+ * configuration file rather than in the database. Reading and writing them reports no failure: a setting
+ * that cannot be read has its default. These functions hold no state and may be called from any thread. */
+
+/* The hours of a week. What an hour's character means is up to the programs that write and obey it; "1"
+ * is the one that hours without a stored character have. */
+typedef struct ScheduleRecord {
+    int32_t enabled;   /* 0 off, else on; 0 by default */
+    char hours[7][25]; /* [day][hour]: day 0 Sunday to 6 Saturday, hour 0 to 23; the last one is a NUL */
+} ScheduleRecord;
+
+/* Reads the schedule ("Schedule Time", "Schedule Time Enable"). Without a stored one, and where the
+ * stored one ends early, the hours are "1".
+ * Returns BTDB_OK; BTDB_ERR_NULL for NULL. */
+KORVO_BT_API int32_t get_tqv3_schedule(ScheduleRecord *record);
+
+/* Stores the schedule.
+ *   record  read: enabled and the first 24 characters of each day; a NUL among them is stored as "1"
+ * Returns BTDB_OK, also when it could not be stored; BTDB_ERR_NULL for NULL. */
+KORVO_BT_API int32_t set_tqv3_schedule(const ScheduleRecord *record);
+
+/* Returns the character of the current local hour, 0 to 255; 50 ("2") while the schedule is off. */
+KORVO_BT_API int32_t get_now_tqv3_schedule(void);
+
+/* ---- Notifications -------------------------------------------------------------------------------- */
+
+/* Switches: 0 off, else on; 0 by default. */
+typedef struct NotificationRecord {
+    int32_t email;   /* alert mails are sent */
+    int32_t im;      /* instant messages; stored, but always 0 when read */
+    int32_t desktop; /* notifications on the desktop */
+} NotificationRecord;
+
+/* Read and store the switches ("Notification Email", "Notification IM", "Notification Desktop").
+ * Return BTDB_OK, also when they could not be stored; BTDB_ERR_PARAM for NULL. */
+KORVO_BT_API int32_t get_tqv3_notification(NotificationRecord *record);
+KORVO_BT_API int32_t set_tqv3_notification(const NotificationRecord *record);
+
+/* Sends a message as an alert mail from this server, if the e-mail switch is on, and appends a line to
+ * "/tmp/tqv3.log" that tells the result, the server's name and the message as it stands. The line is
+ * left out when that file is a link, has a second name or is no ordinary file. Waits until the mail
+ * system has taken the mail or refused it.
+ * Returns 0 while the switch is off, and nothing happens; else what the device's alert service returned,
+ * 0 for success; BTDB_ERR_PARAM for NULL. */
+KORVO_BT_API int32_t tqv3_notification_send(const char *message);
+
+/* ---- URL encoding --------------------------------------------------------------------------------- */
+
+/* Writes a text with every blank as "%20"; all other bytes stay as they are.
+ *   destination  up to three times the length of the source and a NUL are written; must not overlap it
+ *   source       not NULL */
+KORVO_BT_API void omra_url_encode(char *destination, const char *source);
 
 #ifdef __cplusplus
 }

@@ -34,3 +34,6 @@ static_assert(offsetof(BtAccountRecord, account_enable) == 520);
 static_assert(offsetof(BtAccountRecord, account_pass) == 557);
 static_assert(sizeof(BtMessage) == 24);
 static_assert(offsetof(BtMessage, param1) == 4);
+static_assert(sizeof(ScheduleRecord) == 180);
+static_assert(offsetof(ScheduleRecord, hours) == 4);
+static_assert(sizeof(NotificationRecord) == 12);

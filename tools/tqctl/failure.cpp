@@ -20,6 +20,8 @@ enum class Code : std::int32_t {
     query = BTDB_ERR_QUERY,
     remove = BTDB_ERR_DELETE,
     update = BTDB_ERR_UPDATE,
+    null = BTDB_ERR_NULL,
+    no_task = BTDB_ERR_NO_TASK,
 };
 
 const char *name_of(Code code) {
@@ -42,6 +44,10 @@ const char *name_of(Code code) {
         return "BTDB_ERR_DELETE";
     case Code::update:
         return "BTDB_ERR_UPDATE";
+    case Code::null:
+        return "BTDB_ERR_NULL";
+    case Code::no_task:
+        return "BTDB_ERR_NO_TASK";
     }
     return "unknown code";
 }
@@ -91,7 +97,10 @@ std::string meaning_of(Code code, const Store &store, const std::string &wanted)
     case Code::ok:
         return "done";
     case Code::param:
+    case Code::null:
         return "an argument was refused";
+    case Code::no_task:
+        return "there is no " + wanted;
     case Code::open:
         return not_opened();
     case Code::table:
