@@ -342,7 +342,7 @@ TEST_P(Killed, HaveDoneAllOrNothing) {
     for (const disk::Accident &accident : accidents) {
         bool killed = before != after;
         bool changed = false;
-        for (int at = 1; killed; at += effort(7, 3, 1)) {
+        for (int at = 1; killed; at += effort(11, 5, 1)) {
             SCOPED_TRACE(at);
             snapshot.restore();
             const int status = ended(start([&] {
