@@ -116,7 +116,7 @@ def compare():
         print(f"{what:36}{library:12.4g}{bare:12.4g}{library_syncs:9.4g}{bare_syncs:9.4g}{wrapper:12.4g}"
               f"{wrapper_syncs:9.4g}{note}")
 
-    print("\nMost memory allocated at once while so many rows are listed, in KiB; in brackets the process as a whole.\n")
+    print("\nMost memory allocated at once while so many rows are listed, in KiB; in brackets the whole process.\n")
     lists = (("list_bt", "list all BT tasks (sorted)"), ("list_http_ftp", "list all HTTP/FTP tasks"))
     peaks = {}
     print(f"{'':36}" + "".join(f"{form:>22}" for form in ("library", "by hand", "SQLiteCpp")))
@@ -142,6 +142,7 @@ def scale():
     for size in sizes:
         fill(size)
         columns.append(microseconds("--scale", "--benchmark_repetitions=3", "--benchmark_min_time=0.1"))
+        fill(size)  # takes out what was added
     print("Microseconds of processor time per call, with so many tasks of each kind.\n")
     print(f"{'':36}" + "".join(f"{size:>14,}" for size in sizes))
     for name in columns[0]:

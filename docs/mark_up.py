@@ -15,7 +15,8 @@ ARGUMENT = re.compile(r" {2}(\w[\w, ]*?) {2,}(\S.*)$")
 
 def page_of(title):
     table = re.search(r"the table (\w+)$", title)
-    name = table.group(1) if table else re.sub(r"\b(the|and|of|in|one) ", "", title, flags=re.I).replace("BitTorrent", "BT")
+    short = re.sub(r"\b(the|and|of|in|one) ", "", title, flags=re.I).replace("BitTorrent", "BT")
+    name = table.group(1) if table else short
     return "korvo_" + re.sub(r"\W+", "_", name.lower())
 
 
@@ -97,7 +98,8 @@ def section(title, body):
             comment = None
         elif token.startswith("#define") and "/*" in token:  # several, each with words of its own
             name, _, rest = " ".join(comment).partition(". ")
-            out += [doc(f"@name {escaped(name.rstrip('.'))}\n{escaped(rest)}"), "/**@{*/", lines_marked(token), "/**@}*/"]
+            out.append(doc(f"@name {escaped(name.rstrip('.'))}\n{escaped(rest)}"))
+            out += ["/**@{*/", lines_marked(token), "/**@}*/"]
             comment = None
         else:
             for declaration in declarations(token):
