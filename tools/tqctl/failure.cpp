@@ -153,8 +153,7 @@ std::int32_t checked(const char *operation, std::int32_t result, const Store &st
         }
     }
     const bool not_found = code == Code::query && !wanted.empty();
-    throw call_failure(not_found ? Exit::no_such_task : Exit::failed, operation, result,
-                       meaning_of(code, store, wanted));
+    throw call_failure(not_found ? Exit::not_there : Exit::failed, operation, result, meaning_of(code, store, wanted));
 }
 
 bool create_if_missing(const Store &store) {

@@ -13,7 +13,7 @@ enum class Exit : int {
     done = 0,
     failed = 1,
     usage = 2,
-    no_such_task = 3,
+    not_there = 3,
     database = 4, // missing, or cannot be opened
 };
 

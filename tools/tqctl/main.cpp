@@ -31,7 +31,7 @@ CLI::Option *add_number(CLI::App &command, const std::string &name, const std::s
 
 namespace {
 
-constexpr const char *exit_statuses = R"(Exit status: 0 done, 1 failed, 2 usage, 3 no such task,
+constexpr const char *exit_statuses = R"(Exit status: 0 done, 1 failed, 2 usage, 3 no such task or message,
              4 the database is missing or cannot be opened.
 "tqctl COMMAND --help" tells more about a command.)";
 
