@@ -92,8 +92,9 @@ int decode(const char *text, char *buffer, int size) {
     while (text < end && length < size - 1) {
         if (quoted && text[0] == '\\' && end - text >= 2) {
             ++text;
-            if (text[0] == 'x' && end - text >= 3 && digit(text[1]) >= 0 && digit(text[2]) >= 0) {
-                buffer[length++] = static_cast<char>(digit(text[1]) * 16 + digit(text[2]));
+            const int byte = text[0] == 'x' && end - text >= 3 ? digit(text[1]) * 16 + digit(text[2]) : 0;
+            if (byte > 0 && digit(text[1]) >= 0 && digit(text[2]) >= 0) { // a NUL would end the text
+                buffer[length++] = static_cast<char>(byte);
                 text += 3;
                 continue;
             }
