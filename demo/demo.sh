@@ -79,6 +79,20 @@ unknown=$(printf 'nobody has this' | sha1sum | cut -d ' ' -f 1)
 expect 3 tqctl show --hash "$unknown"
 expect 3 progress "$unknown" 3 1 2 0 0
 
+step 'Downloads over HTTP and FTP go into the same list. A file with one address a line queues them.'
+printf '%s\n' http://example.org/film.iso ftp://example.org/books/novel.pdf https://example.org/music.flac >addresses
+run cat addresses
+run tqctl add --input addresses
+
+step 'Their downloader claims the oldest task and dies half-way. What it left is still marked as running.'
+expect 70 downloader --crash
+run tqctl next running
+run tqctl list
+
+step 'Started again, it recovers the task and goes on where it was left.'
+run downloader
+run tqctl list --filter finished
+
 step 'Many processes at once: one for every licence text on this machine, all started in the same moment.'
 adders=()
 for file in "$licences"/*; do
@@ -93,7 +107,7 @@ for name in "${adders[@]}"; do
 done
 for process in "${processes[@]}"; do wait "$process"; done
 run tqctl count --filter all
-[[ $(tqctl count --filter all) == $((${#adders[@]} + 3)) ]] || { echo 'demo.sh: a task was lost' >&2; exit 1; }
+[[ $(tqctl count --filter all) == $((${#adders[@]} + 6)) ]] || { echo 'demo.sh: a task was lost' >&2; exit 1; }
 
 step 'Remove the first one.'
 run tqctl forget 1

@@ -9,7 +9,7 @@ example feeds
 example feeds http://example.org/rss "Al's" < <(printf "$items")
 example feeds http://example.org/rss "Al's" < <(printf "${items}Film 2\tmagnet:?xt=4\n")
 tq rss items
-tq list
+tq list --kind bt
 say 'Jobs that were checked:'
 "$tqctl" job list --json | python3 -c 'import json, sys
 print(*[job["rss_job_name"] for job in json.load(sys.stdin) if job["rss_job_last_check"] > 600])'

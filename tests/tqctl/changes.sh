@@ -12,10 +12,10 @@ done
 say 'An empty value, in both spellings.'
 tq set 2 --folder=
 tq set 3 --folder ''
-"$tqctl" list --json | grep -o '"task_move_folder":[^,]*'
+"$tqctl" list --kind bt --json | grep -o '"task_move_folder":[^,]*'
 
 tq forget 2
-tq list | cut -f 1,11
+tq list --kind bt | cut -f 1,11
 
 say 'What is not there is said to be not there, and nothing else happens.'
 tq forget 2

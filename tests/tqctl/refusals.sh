@@ -4,7 +4,7 @@ hash=0123456789abcdef0123456789abcdef01234567
 bytes() { printf "%0$1d" 0; }
 
 say 'Magnet links without a usable hash; fields without a name.'
-tq add "http://example.org/?xt=urn:btih:$hash"
+tq add "sftp://example.org/?xt=urn:btih:$hash"
 tq add 'magnet:?dn=name'
 tq add "magnet:?xt=urn:btmh:1220$hash"
 tq add "magnet:?xt=urn:btih:${hash}0"
@@ -63,7 +63,7 @@ status into 8 list
 exec 8>&-
 
 say 'Help is there for everything and fits 80 columns.'
-for command in '' init doctor backup export import add list show count set forget files info session rss 'rss feeds' 'rss items' 'rss add' 'rss mark' \
+for command in '' init doctor backup export import add list show count set forget next recover files info session rss 'rss feeds' 'rss items' 'rss add' 'rss mark' \
     'rss remove' job 'job list' 'job add' 'job set' 'job remove' account 'account list' 'account add' 'account set' \
     'account remove'; do
     "$tqctl" $command --help >help && echo "$(head -1 help)"

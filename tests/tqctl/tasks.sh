@@ -31,21 +31,21 @@ fresh
 "$tqctl" add --name first --position 1 --state 3 --done 1 --wanted 3 --download-rate 9
 "$tqctl" add --name second --position 2 --state 7 --paused
 "$tqctl" add --name fourth --position 4
-tq list
+tq list --kind bt
 for filter in running finished active inactive paused state5; do
-    tq list --filter $filter | cut -f 1,11
+    tq list --kind bt --filter $filter | cut -f 1,11
 done
-tq count
+tq count --kind bt
 tq count --filter finished
-tq list --page 2 --per-page 3 | cut -f 11
-tq list --per-page 1 --filter finished | cut -f 11
-tq list --page 3 --per-page 2 | cut -f 11
-tq list --json --filter finished | sed -E 's/"task_start_time":"[^"]*"/START/'
+tq list --kind bt --page 2 --per-page 3 | cut -f 11
+tq list --kind bt --per-page 1 --filter finished | cut -f 11
+tq list --kind bt --page 3 --per-page 2 | cut -f 11
+tq list --kind bt --json --filter finished | sed -E 's/"task_start_time":"[^"]*"/START/'
 tq list --json --page 9
 
 say 'On a terminal: fitted to its width, with bars.'
 "$tqctl" add --name "$(printf 'long %.0s' {1..40})" --position 5 --done 5 --wanted 4
-on_terminal 80 "$tqctl" list
-on_terminal 60 "$tqctl" list --filter finished
+on_terminal 80 "$tqctl" list --kind bt
+on_terminal 60 "$tqctl" list --kind bt --filter finished
 on_terminal 80 "$tqctl" list --filter running --page 2
 on_terminal 80 "$tqctl" show 2 | head -2

@@ -16,6 +16,9 @@ namespace tqctl {
 #include "groups.def"
 #undef TQCTL_GROUP
 
+// A whole text as a decimal number between the two bounds; anything else is refused in the name of the option.
+std::int64_t read_number(const std::string &option, const std::string &text, std::int64_t least, std::int64_t most);
+
 // An option (or, named without dashes, an argument) that takes one decimal number from `least` on. CLI11 by itself
 // would read "010" as eight.
 CLI::Option *add_number(CLI::App &command, const std::string &name, const std::string &help,

@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstring>
+#include <functional>
 #include <limits>
 #include <memory>
 #include <vector>
@@ -71,22 +72,28 @@ template <typename Record> const typename Draft<Record>::Change &only_change(con
     return draft.changes.front();
 }
 
+// Changes of single fields, one call each. A failure tells which were made before it.
+struct FieldChange {
+    std::string option;
+    const char *operation;
+    std::function<std::int32_t()> call;
+};
+void make(const std::vector<FieldChange> &changes, const Store &store);
+
 // Writes each of the fields that were given into the row with that identifier.
 template <typename Record>
 void apply(const Draft<Record> &draft, std::int32_t id, const char *operation,
            std::int32_t (*update)(std::int32_t, std::uint32_t, const void *), const Store &store) {
-    std::string changed;
+    std::vector<FieldChange> changes;
     for (const auto &change : draft.changes) {
-        try {
-            checked(operation, update(id, change.column, change.value), store);
-            changed += " " + change.option;
-        } catch (const Failure &failure) {
-            throw Failure(failure.exit(), failure.what() + (changed.empty() ? "" : "; changed already:" + changed));
-        }
+        changes.push_back({change.option, operation, [=] { return update(id, change.column, change.value); }});
     }
+    make(changes, store);
 }
 
 // The end of an add: `result` is the new row's identifier, or says what went wrong. `what` names a row ("item").
-void print_new_identifier(const char *operation, std::int32_t result, const Store &store, const std::string &what);
+// Printed after `before`.
+void print_new_identifier(const char *operation, std::int32_t result, const Store &store, const std::string &what,
+                          const std::string &before = {});
 
 } // namespace tqctl

@@ -18,7 +18,7 @@ bool for_reader(const Column &column) {
 // Of two columns with the same name, the one that the reader would see anyway.
 const Column *Listing::find(const std::string &name) const {
     const Column *found = nullptr;
-    for (const Column &column : columns_) {
+    for (const Column &column : *columns_) {
         const bool named = column.title == name || column.source == name;
         if (named && (found == nullptr || (for_reader(column) && !for_reader(*found)))) {
             found = &column;
@@ -33,7 +33,7 @@ void Listing::add_options(CLI::App &command) {
             return column;
         }
         std::string titles;
-        for (const Column &column : columns_) {
+        for (const Column &column : *columns_) {
             titles += (titles.empty() ? "" : ", ") + std::string(column.title);
         }
         throw CLI::ValidationError(option, "there is no column \"" + name + "\", but " + titles);
@@ -87,7 +87,7 @@ std::vector<Column> Listing::shown(const Rows &rows) const {
             columns.push_back(*find(name));
         }
     } else {
-        std::copy_if(columns_.begin(), columns_.end(), std::back_inserter(columns), for_reader);
+        std::copy_if(columns_->begin(), columns_->end(), std::back_inserter(columns), for_reader);
     }
     if (json_) {
         for (Column &column : columns) {

@@ -12,7 +12,10 @@ class Listing {
 public:
     // Every column of the table, and those made from them. Programs rely on the names and the order of theirs: new ones
     // would go before the last, which may hold anything. JSON has the table's own names.
-    explicit Listing(const std::vector<Column> &columns) : columns_(columns) {}
+    explicit Listing(const std::vector<Column> &columns) : columns_(&columns) {}
+
+    // Other columns, for an option that comes before those added here.
+    void use(const std::vector<Column> &columns) { columns_ = &columns; }
 
     void add_options(CLI::App &command);
     void add_paging(CLI::App &command, const char *help);
@@ -25,6 +28,8 @@ public:
     };
     Range range() const;
 
+    bool json() const { return json_; }
+
     // Puts the rows in order and prints them. `everything`: they are not the range but all that there are.
     void print(Rows &rows, bool everything = false) const;
 
@@ -34,7 +39,7 @@ private:
     const Column *find(const std::string &name) const;
     std::vector<Column> shown(const Rows &rows) const;
 
-    const std::vector<Column> &columns_;
+    const std::vector<Column> *columns_;
     const Column *sort_ = nullptr;
     std::vector<const Column *> chosen_;
     std::optional<std::int32_t> page_;

@@ -14,17 +14,21 @@
 
 namespace tqctl {
 
+std::int64_t read_number(const std::string &option, const std::string &text, std::int64_t least, std::int64_t most) {
+    std::int64_t number = 0;
+    const char *end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, number);
+    if (error != std::errc() || stop != end || number < least || number > most) {
+        throw CLI::ValidationError(option, "\"" + text + "\" is not a number from " + std::to_string(least) + " to " +
+                                               std::to_string(most));
+    }
+    return number;
+}
+
 CLI::Option *add_number(CLI::App &command, const std::string &name, const std::string &help,
                         std::function<void(std::int32_t)> take, std::int32_t least) {
     const auto read = [name, least, take = std::move(take)](const std::string &text) {
-        std::int32_t number = 0;
-        const char *end = text.data() + text.size();
-        const auto [stop, error] = std::from_chars(text.data(), end, number);
-        if (error != std::errc() || stop != end || number < least) {
-            throw CLI::ValidationError(name, "\"" + text + "\" is not a number from " + std::to_string(least) + " to " +
-                                                 std::to_string(std::numeric_limits<std::int32_t>::max()));
-        }
-        take(number);
+        take(static_cast<std::int32_t>(read_number(name, text, least, std::numeric_limits<std::int32_t>::max())));
     };
     return command.add_option_function<std::string>(name, read, help)->type_name("N");
 }

@@ -26,8 +26,8 @@ class View {
 public:
     View(const Rows &rows, const std::vector<Column> &columns) : rows_(rows), columns_(columns) {
         for (const Column &column : columns) {
-            sources_.push_back(position(column.source));
-            wholes_.push_back(position(column.whole));
+            sources_.push_back(rows.position(column.source));
+            wholes_.push_back(rows.position(column.whole));
         }
     }
 
@@ -38,10 +38,6 @@ public:
     const Value &whole(std::size_t row, std::size_t column) const { return at(row, wholes_[column]); }
 
 private:
-    std::size_t position(std::string_view name) const {
-        return static_cast<std::size_t>(std::find(rows_.names.begin(), rows_.names.end(), name) - rows_.names.begin());
-    }
-
     const Value &at(std::size_t row, std::size_t position) const {
         static const Value none;
         return position < rows_.rows[row].size() ? rows_.rows[row][position] : none;

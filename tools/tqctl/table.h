@@ -1,6 +1,8 @@
 // Rows of the database, shown: a table fitted to the terminal, TAB-separated lines for programs, or JSON.
 #pragma once
 
+#include <algorithm>
+#include <cstddef>
 #include <exception>
 #include <optional>
 #include <string>
@@ -19,6 +21,11 @@ struct Rows {
     std::vector<std::string> names;
     std::vector<Row> rows;
     std::exception_ptr failure; // what stopped the listing from our side
+
+    // The place of a column; the number of columns when there is none of that name.
+    std::size_t position(std::string_view name) const {
+        return static_cast<std::size_t>(std::find(names.begin(), names.end(), name) - names.begin());
+    }
 
     // The row callback of a listing whose context is a Rows.
     static int collect(void *rows, int columns, char **values, char **names) noexcept;

@@ -1,173 +1,101 @@
-// BitTorrent tasks: tqctl add, list, show, count, set, forget.
-#include "commands.h"
+// Tasks of both kinds: tqctl add, list, show, count, set, forget.
+#include "tasks.h"
+
 #include "failure.h"
-#include "fields.h"
-#include "magnet.h"
+#include "listing.h"
 #include "output.h"
-#include "stores.h"
-#include "table.h"
+#include "password.h"
 
 #include <array>
-#include <cmath>
+#include <cerrno>
 #include <ctime>
-#include <limits>
+#include <fstream>
+#include <iostream>
 #include <memory>
 #include <optional>
 
 namespace tqctl {
-namespace {
 
-std::string named(std::int32_t id) {
-    return "task " + std::to_string(id);
-}
-
-// ---- Fields --------------------------------------------------------------------------------------------------------
-
-std::string required_hash(const std::string &what, const std::string &text) {
-    const auto hash = info_hash(text);
-    if (!hash) {
-        throw CLI::ValidationError(what, "\"" + text + "\" is neither 40 hexadecimal digits nor 32 of base32");
-    }
-    return *hash;
-}
-
-// ---- add -----------------------------------------------------------------------------------------------------------
-
-struct NewTask {
-    BtTaskRecord record{};
-    std::string magnet;
-    bool named = false;
-    bool hashed = false;
-    bool dated = false;
-};
-
-void set_now(BtTaskRecord &record) {
+std::string local_time() {
     const std::time_t now = std::time(nullptr);
     std::tm local{};
     localtime_r(&now, &local);
-    if (std::strftime(record.task_start_time, sizeof record.task_start_time, "%Y-%m-%d %H:%M:%S", &local) == 0) {
+    char text[32];
+    if (std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &local) == 0) {
         throw Failure(Exit::failed, "tqctl: the clock's time cannot be written as a start time");
     }
+    return text;
 }
 
-void take_magnet(NewTask &task) {
-    const auto [magnet, fault] = read_magnet(task.magnet);
-    if (fault != nullptr) {
-        throw CLI::ValidationError("MAGNET", fault);
+void print_task(const TaskKind &kind, const Rows &rows, bool json) {
+    std::vector<Column> fields;
+    for (const std::string &name : rows.names) {
+        const auto column = std::find_if(kind.columns->begin(), kind.columns->end(), [&](const Column &each) {
+            return each.source == name && each.kind != Kind::share;
+        });
+        fields.push_back({name, name, column->kind, Audience::everyone, {}});
     }
-    fill("MAGNET", task.record.task_magnet_link, task.magnet);
-    if (!task.hashed) {
-        fill("MAGNET", task.record.task_hash, magnet.hash);
-    }
-    if (!task.named) {
-        fill("MAGNET", task.record.task_torrent_name, magnet.name.empty() ? magnet.hash : magnet.name);
-    }
+    print(json                   ? json_record(rows, fields)
+          : output_is_terminal() ? terminal_record(rows, fields)
+                                 : plain_record(rows, fields));
 }
 
-void add(NewTask &task) {
-    if (!task.magnet.empty()) {
-        take_magnet(task);
-    }
-    if (task.record.task_torrent_name[0] == '\0') {
-        throw CLI::ValidationError("add", "needs a magnet link or --name");
-    }
-    if (!task.dated) {
-        set_now(task.record);
-    }
-    require_database();
+namespace {
 
-    print_new_identifier("bt_db_add_task", bt_db_add_task(&task.record), bt_task_store, "task");
+constexpr const char *help_group = "Tasks";
+constexpr std::array kinds{&bt_tasks, &http_tasks};
+
+// ---- Options -------------------------------------------------------------------------------------------------------
+
+const TaskKind *kind_named(const std::string &name) {
+    for (const TaskKind *kind : kinds) {
+        if (name == kind->name) {
+            return kind;
+        }
+    }
+    throw CLI::ValidationError("--kind", "there is no kind of task \"" + name + "\"");
 }
 
-template <std::size_t Width>
-void add_text_field(CLI::App &command, const std::shared_ptr<NewTask> &task, const char *option,
-                    char (BtTaskRecord::*field)[Width], const char *help) {
-    const auto take = [task, option, field](const std::string &value) { fill(option, task->record.*field, value); };
-    command.add_option_function<std::string>(option, take, help);
+// For commands that are about one task.
+std::shared_ptr<const TaskKind *> add_kind(CLI::App &command) {
+    const auto kind = std::make_shared<const TaskKind *>(&bt_tasks);
+    const auto take_name = [kind](const std::string &name) { *kind = kind_named(name); };
+    command.add_option_function<std::string>("--kind", take_name, "bt (default) or http")->type_name("NAME");
+    return kind;
 }
 
-void add_number_fields(CLI::App &command, const std::shared_ptr<NewTask> &task) {
-    struct NumberField {
-        const char *option;
-        std::int32_t BtTaskRecord::*field;
-        const char *help;
+// For commands that are about many; all of them are nullptr.
+std::shared_ptr<const TaskKind *> add_kind_or_all(CLI::App &command, std::function<void(const TaskKind *)> tell = {}) {
+    const auto kind = std::make_shared<const TaskKind *>(nullptr);
+    const auto take_name = [kind, tell = std::move(tell)](const std::string &name) {
+        *kind = name == "all" ? nullptr : kind_named(name);
+        if (tell) {
+            tell(*kind);
+        }
     };
-    static constexpr std::array fields{
-        NumberField{"--state", &BtTaskRecord::task_state, "State"},
-        NumberField{"--progress", &BtTaskRecord::task_progress, "Progress"},
-        NumberField{"--done", &BtTaskRecord::task_total_wanted_done, "Amount of wanted data done"},
-        NumberField{"--wanted", &BtTaskRecord::task_total_wanted, "Amount of data wanted"},
-        NumberField{"--downloaded", &BtTaskRecord::task_all_time_download, "Total downloaded"},
-        NumberField{"--uploaded", &BtTaskRecord::task_all_time_upload, "Total uploaded"},
-        NumberField{"--download-rate", &BtTaskRecord::task_download_rate, "Current download rate"},
-        NumberField{"--upload-rate", &BtTaskRecord::task_upload_rate, "Current upload rate"},
-        NumberField{"--peers", &BtTaskRecord::task_num_peers, "Number of peers"},
-        NumberField{"--seeds", &BtTaskRecord::task_num_seeds, "Number of seeds"},
-        NumberField{"--block-size", &BtTaskRecord::task_block_size, "Block size"},
-        NumberField{"--num-pieces", &BtTaskRecord::task_num_pieces, "Number of pieces"},
-        NumberField{"--announce", &BtTaskRecord::task_announce_interval, "Tracker announce interval"},
-        NumberField{"--position", &BtTaskRecord::task_queue_position, "Place in the queue; lists sort by it"},
-        NumberField{"--type", &BtTaskRecord::task_type, "Type"},
-    };
-    for (const NumberField &described : fields) {
-        const auto take = [task, field = described.field](std::int32_t number) { task->record.*field = number; };
-        add_number(command, described.option, described.help, take, std::numeric_limits<std::int32_t>::min());
-    }
+    command.add_option_function<std::string>("--kind", take_name, "bt, http or all (default)")->type_name("NAME");
+    return kind;
 }
-
-void add_add(CLI::App &app) {
-    CLI::App *command = app.add_subcommand("add", "Add a task, from a magnet link or from its fields");
-    command->group("BitTorrent tasks");
-    command->footer("Prints the new task's identifier. Name and hash come from the magnet link unless\n"
-                    "options give them; a link without a name gives its hash as the name. Fields not\n"
-                    "given are 0 or empty. What the numbers count is up to the download programs.");
-    const auto task = std::make_shared<NewTask>();
-    command->add_option("MAGNET", task->magnet, "Magnet link, stored whole");
-    const auto take_name = [task](const std::string &name) {
-        fill("--name", task->record.task_torrent_name, name);
-        task->named = true;
-    };
-    command->add_option_function<std::string>("--name", take_name, "Torrent name");
-    const auto take_hash = [task](const std::string &hash) {
-        fill("--hash", task->record.task_hash, required_hash("--hash", hash));
-        task->hashed = true;
-    };
-    command->add_option_function<std::string>("--hash", take_hash, "Info-hash, hexadecimal or base32");
-    add_text_field(*command, task, "--file", &BtTaskRecord::task_filename, "Path of the task's own file");
-    add_text_field(*command, task, "--folder", &BtTaskRecord::task_move_folder, "Folder for finished data");
-    add_text_field(*command, task, "--tracker", &BtTaskRecord::task_current_tracker, "Tracker in use");
-    add_number_fields(*command, task);
-    add_text_field(*command, task, "--pieces", &BtTaskRecord::task_pieces, "Pieces, as text");
-    const auto take_start = [task](const std::string &time) {
-        fill("--start-time", task->record.task_start_time, time);
-        task->dated = true;
-    };
-    command->add_option_function<std::string>("--start-time", take_start, "Start time (default: now)");
-    add_text_field(*command, task, "--finish-time", &BtTaskRecord::task_finish_time, "Finish time");
-    add_text_field(*command, task, "--time-left", &BtTaskRecord::task_time_left, "Time left");
-    const auto finite = [](const float rating) {
-        return std::isfinite(rating) ? rating : throw CLI::ValidationError("--rating", "is not a finite number");
-    };
-    const auto take_rating = [task, finite](const float &rating) { task->record.task_rating = finite(rating); };
-    command->add_option_function<float>("--rating", take_rating, "Rating");
-    command->add_flag_callback(
-        "--paused", [task] { task->record.task_is_paused = 1; }, "The task is paused");
-    command->callback([task] { add(*task); });
-}
-
-// ---- list, show, count ---------------------------------------------------------------------------------------------
 
 struct Filter {
     const char *name;
     std::int32_t code;
 };
 
+// Codes 0 to 5 are those of both kinds. The last one selects BitTorrent tasks, and with them finished HTTP/FTP tasks in
+// what tells of both kinds.
 constexpr std::array filters{
     Filter{"all", BT_TASK_FILTER_ALL},           Filter{"running", BT_TASK_FILTER_RUNNING},
     Filter{"finished", BT_TASK_FILTER_FINISHED}, Filter{"active", BT_TASK_FILTER_ACTIVE},
     Filter{"inactive", BT_TASK_FILTER_INACTIVE}, Filter{"paused", BT_TASK_FILTER_PAUSED},
     Filter{"state5", BT_TASK_FILTER_STATE_5},
 };
+
+void require_served(const TaskKind *kind, std::int32_t filter) {
+    if (kind == &http_tasks && filter == BT_TASK_FILTER_STATE_5) {
+        throw CLI::ValidationError("--filter", "state5 is for BitTorrent tasks");
+    }
+}
 
 void add_filter(CLI::App &command, std::function<void(std::int32_t)> take) {
     const auto find = [take = std::move(take)](const std::string &name) {
@@ -184,281 +112,357 @@ void add_filter(CLI::App &command, std::function<void(std::int32_t)> take) {
         ->type_name("NAME");
 }
 
-// Every column of BT_TASK under its own name.
-const std::vector<Column> &task_fields() {
-    static const std::vector<Column> fields = [] {
-        std::vector<Column> columns;
-        const auto add = [&](Kind kind, std::initializer_list<std::string_view> names) {
-            for (const std::string_view name : names) {
-                columns.push_back({name, name, kind, Audience::everyone, {}});
+void add_option(CLI::App &command, const FieldOption &option, const std::shared_ptr<Given> &given,
+                const std::string &group) {
+    using Value = FieldOption::Value;
+    const std::string name = option.name;
+    if (option.value == Value::flag || option.value == Value::password) {
+        command
+            .add_flag_callback(
+                name, [given, name] { given->emplace_back(name, "1"); }, option.help)
+            ->group(group);
+        return;
+    }
+    const auto take = [given, name](const std::string &value) { given->emplace_back(name, value); };
+    command.add_option_function<std::string>(name, take, option.help)
+        ->type_name(option.value == Value::number ? "N" : "TEXT")
+        ->group(group);
+}
+
+// The options of both kinds; those of one kind alone in a group of their own.
+void add_fields(CLI::App &command, const std::vector<FieldOption> &bt, const std::vector<FieldOption> &http,
+                const std::shared_ptr<Given> &given) {
+    const auto contains = [](const std::vector<FieldOption> &options, const FieldOption &option) {
+        return std::any_of(options.begin(), options.end(),
+                           [&](const FieldOption &each) { return std::string_view(each.name) == option.name; });
+    };
+    const auto add = [&](const std::vector<FieldOption> &options, const std::vector<FieldOption> &others, bool common,
+                         const char *group) {
+        for (const FieldOption &option : options) {
+            if (contains(others, option) == common) {
+                add_option(command, option, given, group);
             }
-        };
-        add(Kind::number, {"task_id"});
-        add(Kind::text, {"task_torrent_name", "task_filename", "task_current_tracker"});
-        add(Kind::number, {"task_state", "task_progress", "task_total_wanted_done", "task_total_wanted",
-                           "task_all_time_download", "task_all_time_upload", "task_download_rate", "task_upload_rate",
-                           "task_num_peers", "task_num_seeds", "task_block_size"});
-        add(Kind::text, {"task_pieces"});
-        add(Kind::number, {"task_num_pieces", "task_announce_interval"});
-        add(Kind::text, {"task_start_time", "task_finish_time"});
-        add(Kind::number, {"task_rating"});
-        add(Kind::text, {"task_time_left"});
-        add(Kind::number, {"task_is_paused", "task_queue_position"});
-        add(Kind::text, {"task_move_folder", "task_hash"});
-        add(Kind::number, {"task_type"});
-        add(Kind::text, {"task_magnet_link"});
-        add(Kind::number, {"task_record"});
-        return columns;
-    }();
-    return fields;
-}
-
-// For programs: these columns stay as they are; new ones would go to the end of the line.
-const std::vector<Column> &plain_columns() {
-    static const std::vector<Column> columns{
-        {"id", "task_id", Kind::number},
-        {"state", "task_state", Kind::number},
-        {"paused", "task_is_paused", Kind::number},
-        {"progress", "task_progress", Kind::number},
-        {"done", "task_total_wanted_done", Kind::number},
-        {"wanted", "task_total_wanted", Kind::number},
-        {"download_rate", "task_download_rate", Kind::number},
-        {"upload_rate", "task_upload_rate", Kind::number},
-        {"position", "task_queue_position", Kind::number},
-        {"hash", "task_hash", Kind::text},
-        {"name", "task_torrent_name", Kind::text},
+        }
     };
-    return columns;
+    add(bt, http, true, "Fields");
+    add(bt, http, false, "Fields of BitTorrent tasks");
+    add(http, bt, false, "Fields of HTTP/FTP tasks");
 }
 
-const std::vector<Column> &terminal_columns() {
-    static const std::vector<Column> columns{
-        {"ID", "task_id", Kind::number},
-        {"NAME", "task_torrent_name", Kind::text},
-        {"STATE", "task_state", Kind::number},
-        {"PAUSED", "task_is_paused", Kind::flag},
-        {"DONE", "task_total_wanted_done", Kind::share, Audience::people, "task_total_wanted"},
-        {"DOWN", "task_download_rate", Kind::number},
-        {"UP", "task_upload_rate", Kind::number},
-        {"PEERS", "task_num_peers", Kind::number},
-        {"QUEUE", "task_queue_position", Kind::number},
-    };
-    return columns;
-}
+// ---- add -----------------------------------------------------------------------------------------------------------
 
-struct ListOptions {
-    std::int32_t filter = BT_TASK_FILTER_ALL;
-    std::optional<std::int32_t> page;
-    std::optional<std::int32_t> per_page;
-    bool json = false;
+struct AddOptions {
+    std::string address;
+    std::string input;
+    std::shared_ptr<Given> given = std::make_shared<Given>();
 };
 
-void list(const ListOptions &options) {
-    std::int64_t start = 0;
-    std::int64_t end = 0; // both 0: everything
-    if (options.page || options.per_page) {
-        const std::int64_t rows = options.per_page.value_or(20);
-        end = rows * options.page.value_or(1);
-        start = end - rows;
-        if (end > std::numeric_limits<std::int32_t>::max()) {
-            throw CLI::ValidationError("--page", "lies beyond the last row that can be counted");
+// The kind of task that an address makes; without one it is told by its fields.
+const TaskKind &kind_of(const std::string &address) {
+    if (is_http_ftp_address(address)) {
+        return http_tasks;
+    }
+    if (address.empty() || CLI::detail::to_lower(address.substr(0, 7)) == "magnet:") {
+        return bt_tasks;
+    }
+    throw CLI::ValidationError("ADDRESS", "neither a magnet link nor an http, https or ftp address");
+}
+
+// One address a line, as download tools take it; empty lines and lines that begin with # are none.
+std::vector<std::pair<std::size_t, std::string>> numbered_addresses(const std::string &file) {
+    std::ifstream stream;
+    if (file != "-") {
+        stream.open(file);
+        if (!stream) {
+            throw Failure(Exit::failed, "tqctl: " + file + ": " + std::strerror(errno));
+        }
+    }
+    std::istream &from = file == "-" ? std::cin : stream;
+    std::vector<std::pair<std::size_t, std::string>> addresses;
+    std::string line;
+    for (std::size_t number = 1; std::getline(from, line); ++number) {
+        if (line.ends_with('\r')) {
+            line.pop_back();
+        }
+        if (!line.empty() && line.front() != '#') {
+            addresses.emplace_back(number, line);
+        }
+    }
+    if (from.bad()) {
+        throw Failure(Exit::failed, "tqctl: " + file + ": " + std::strerror(errno));
+    }
+    return addresses;
+}
+
+// A password is read when the rest has been understood, and once.
+Given with_password(Given given) {
+    for (auto &[option, value] : given) {
+        if (option == "--password") {
+            value = read_password("Password");
+        }
+    }
+    return given;
+}
+
+void print_added(const TaskKind &kind, std::int32_t result, const std::string &before = {}) {
+    print_new_identifier(kind.add_operation, result, *kind.store, std::string(kind.title), before);
+}
+
+// Every line is checked before the first task is added.
+void add_all(const std::string &file, const Given &given) {
+    const auto addresses = numbered_addresses(file);
+    for (const auto &[number, address] : addresses) {
+        try {
+            if (address.find('\0') != std::string::npos) {
+                throw CLI::ValidationError("ADDRESS", "holds a NUL character");
+            }
+            kind_of(address).prepare(address, given);
+        } catch (const CLI::ValidationError &error) {
+            throw CLI::ValidationError("--input", "line " + std::to_string(number) + ": " + error.what());
         }
     }
     require_database();
+    for (const auto &[number, address] : addresses) {
+        const TaskKind &kind = kind_of(address);
+        print_added(kind, kind.prepare(address, given)(), std::string(kind.name) + "\t");
+    }
+}
 
+void add(const AddOptions &options) {
+    if (!options.input.empty()) {
+        if (!options.address.empty()) {
+            throw CLI::ValidationError("add", "takes an address or --input, not both");
+        }
+        add_all(options.input, with_password(*options.given));
+        return;
+    }
+    const TaskKind &kind = kind_of(options.address);
+    kind.prepare(options.address, *options.given);
+    require_database();
+    print_added(kind, kind.prepare(options.address, with_password(*options.given))());
+}
+
+void add_add(CLI::App &app) {
+    CLI::App *command = app.add_subcommand("add", "Add tasks, from addresses or from fields");
+    command->group(help_group);
+    command->footer("Prints the new task's identifier; with --input a line for each: its kind, a TAB,\n"
+                    "its identifier. A magnet link makes a BitTorrent task, an http, https or ftp\n"
+                    "address an HTTP/FTP task, which is queued. Name and hash come from the magnet\n"
+                    "link unless options give them; a link without a name gives its hash as the\n"
+                    "name. The start time is now, other fields not given are 0 or empty. What the\n"
+                    "numbers count is up to the download programs.");
+    const auto options = std::make_shared<AddOptions>();
+    command->add_option("ADDRESS", options->address, "Magnet link or address, stored whole");
+    command
+        ->add_option("--input", options->input,
+                     "Add a task for each line of this file;\n- for standard input. Nothing is added\nwhen a line "
+                     "is wrong")
+        ->type_name("FILE");
+    add_fields(*command, bt_tasks.add_options(), http_tasks.add_options(), options->given);
+    command->callback([options] { add(*options); });
+}
+
+// ---- list, show, count ---------------------------------------------------------------------------------------------
+
+// For programs the names and the order of these stay as they are.
+const std::vector<Column> columns_of_both{
+    {"kind", "kind", Kind::text},
+    {"id", "task_id", Kind::number},
+    {"state", "task_state", Kind::number},
+    {"paused", "task_is_paused", Kind::flag},
+    {"progress", "task_progress", Kind::number, Audience::programs},
+    {"done", "task_total_wanted_done", Kind::share, Audience::people, "task_total_wanted"},
+    {"done", "task_total_wanted_done", Kind::number, Audience::programs},
+    {"wanted", "task_total_wanted", Kind::number, Audience::programs},
+    {"download_rate", "task_download_rate", Kind::number, Audience::programs},
+    {"down", "task_download_rate", Kind::number, Audience::people},
+    {"upload_rate", "task_upload_rate", Kind::number, Audience::programs},
+    {"up", "task_upload_rate", Kind::number, Audience::people},
+    {"position", "task_queue_position", Kind::number, Audience::programs},
+    {"error", "task_errcode", Kind::number, Audience::programs},
+    {"start_time", "task_start_time", Kind::text, Audience::programs},
+    {"finish_time", "task_finish_time", Kind::text, Audience::seekers},
+    {"time_left", "task_time_left", Kind::text, Audience::seekers},
+    {"rating", "task_rating", Kind::number, Audience::seekers},
+    {"name", "task_torrent_name", Kind::text},
+};
+
+struct ListOptions {
+    std::shared_ptr<const TaskKind *> kind;
+    std::int32_t filter = BT_TASK_FILTER_ALL;
+    Listing listing{columns_of_both};
+    bool show_passwords = false;
+};
+
+Rows list_both(std::int32_t start, std::int32_t end, std::int32_t filter) {
     Rows rows;
-    const std::int32_t result = bt_db_query_task(nullptr, Rows::collect, 0, static_cast<std::int32_t>(start),
-                                                 static_cast<std::int32_t>(end), options.filter, &rows);
+    const std::int32_t result = tq_db_query_task(nullptr, Rows::collect, 0, start, end, filter, &rows);
     rows.rethrow_failure();
-    checked("bt_db_query_task", result, bt_task_store);
-    print(options.json           ? json_table(rows, task_fields())
-          : output_is_terminal() ? terminal_table(rows, terminal_columns())
-                                 : plain_table(rows, plain_columns()));
+    if (result != BTDB_OK) {
+        checked("tq_db_query_task", result, bt_task_store.readable() ? http_ftp_task_store : bt_task_store);
+    }
+    if (!rows.names.empty()) { // the last two have no names of their own
+        rows.names[14] = "task_errcode";
+        rows.names[15] = "kind";
+    }
+    return rows;
+}
+
+void list(const ListOptions &options) {
+    const TaskKind *kind = *options.kind;
+    require_served(kind, options.filter);
+    const auto [start, end] = options.listing.range();
+    require_database();
+    Rows rows = (kind != nullptr ? kind->list : list_both)(start, end, options.filter);
+    if (kind != &bt_tasks) {
+        if (!options.show_passwords) {
+            mask_http_tasks(rows);
+        }
+        if (output_is_terminal() && !options.listing.json()) {
+            tell_states(rows);
+        }
+    }
+    options.listing.print(rows);
 }
 
 void add_list(CLI::App &app) {
-    CLI::App *command = app.add_subcommand("list", "List tasks in the order of the queue");
-    command->group("BitTorrent tasks");
-    command->footer("On a terminal a table, else lines with TABs between the fields and the names of\n"
+    CLI::App *command = app.add_subcommand("list", "List tasks");
+    command->group(help_group);
+    command->footer("Tasks of both kinds come in the order of their start times, BitTorrent tasks\n"
+                    "alone in the order of the queue, HTTP/FTP tasks alone in no certain order.\n"
+                    "On a terminal a table, else lines with TABs between the fields and the names of\n"
                     "the fields in the first one. Control characters in texts are shown escaped.");
     const auto options = std::make_shared<ListOptions>();
+    options->kind = add_kind_or_all(*command, [options](const TaskKind *kind) {
+        options->listing.use(kind != nullptr ? *kind->columns : columns_of_both);
+    });
     add_filter(*command, [options](std::int32_t code) { options->filter = code; });
-    add_number(
-        *command, "--page", "Only this page, from 1", [options](std::int32_t n) { options->page = n; }, 1);
-    add_number(
-        *command, "--per-page", "Tasks on a page (default: 20)", [options](std::int32_t n) { options->per_page = n; },
-        1);
-    command->add_flag("--json", options->json, "A JSON array with every field of each task");
+    options->listing.add_options(*command);
+    options->listing.add_paging(*command, "Tasks on a page (default: 20)");
+    command->add_flag("--show-passwords", options->show_passwords, "Show passwords rather than ********");
     command->callback([options] { list(*options); });
 }
 
 struct ShowOptions {
+    std::shared_ptr<const TaskKind *> kind;
     std::optional<std::int32_t> id;
     std::optional<std::string> hash;
     std::optional<std::string> name;
+    bool show_passwords = false;
     bool json = false;
 };
 
-// The identifier of the task that a text key names. Hashes are stored in lower case by this tool, but other programs
-// need not do so: the text is tried as it stands first.
-std::int32_t task_with_hash(const std::string &hash) {
-    BtTaskRecord record{};
-    constexpr const char *operation = "bt_db_query_data_by_task_hash";
-    const std::string usual = info_hash(hash).value_or(hash);
-    std::int32_t result = bt_db_query_data_by_task_hash(hash.c_str(), &record);
-    if (result == BTDB_ERR_QUERY && usual != hash) {
-        result = bt_db_query_data_by_task_hash(usual.c_str(), &record);
-    }
-    checked(operation, result, bt_task_store, "task with the hash " + hash);
-    return record.task_id;
-}
-
-std::int32_t task_with_name(const std::string &name) {
-    BtTaskRecord record{};
-    checked("bt_db_query_data_by_task_torrent_name", bt_db_query_data_by_task_torrent_name(name.c_str(), &record),
-            bt_task_store, "task with the name \"" + name + "\"");
-    return record.task_id;
-}
-
-void require_task(std::int32_t id) {
-    BtTaskRecord record{};
-    checked("bt_db_query_data_by_task_id", bt_db_query_data_by_task_id(id, &record), bt_task_store, named(id));
-}
-
 void show(const ShowOptions &options) {
+    const TaskKind &kind = **options.kind;
     if (options.id.has_value() + options.hash.has_value() + options.name.has_value() != 1) {
         throw CLI::ValidationError("show", "needs exactly one of ID, --hash and --name");
     }
-    require_database();
-    const std::int32_t id = options.hash   ? task_with_hash(*options.hash)
-                            : options.name ? task_with_name(*options.name)
-                                           : *options.id;
-
-    // Rows rather than the record, in which longer texts would be cut and the rating rounded.
-    Rows rows;
-    const std::int32_t result = bt_db_query_data_by_task_id_with_callback(Rows::collect, id, &rows);
-    rows.rethrow_failure();
-    if (result != 0 || rows.rows.empty()) {
-        require_task(id); // says what is wrong
-        throw Failure(Exit::failed, "tqctl: " + named(id) + " could not be read at first; try again");
+    if (&kind != &bt_tasks && !options.id) {
+        throw CLI::ValidationError("show", "--hash and --name are for BitTorrent tasks");
     }
-    print(options.json           ? json_record(rows, task_fields())
-          : output_is_terminal() ? terminal_record(rows, task_fields())
-                                 : plain_record(rows, task_fields()));
+    require_database();
+    const std::int32_t id = options.hash   ? bt_task_with_hash(*options.hash)
+                            : options.name ? bt_task_with_name(*options.name)
+                                           : *options.id;
+    Rows rows = kind.read(id);
+    if (&kind == &http_tasks && !options.show_passwords) {
+        mask_http_tasks(rows);
+    }
+    print_task(kind, rows, options.json);
 }
 
 void add_show(CLI::App &app) {
     CLI::App *command = app.add_subcommand("show", "Show every field of one task");
-    command->group("BitTorrent tasks");
+    command->group(help_group);
     command->footer("Of several tasks with the same hash or name, one is shown.");
     const auto options = std::make_shared<ShowOptions>();
     add_number(
         *command, "ID", "The task's identifier", [options](std::int32_t id) { options->id = id; }, 0);
+    options->kind = add_kind(*command);
     command->add_option("--hash", options->hash, "The task with this info-hash");
     command->add_option("--name", options->name, "The task with exactly this torrent name");
+    command->add_flag("--show-passwords", options->show_passwords, "Show passwords rather than ********");
     command->add_flag("--json", options->json, "A JSON object");
     command->callback([options] { show(*options); });
 }
 
-std::int32_t counted(std::int32_t filter) {
-    return checked("bt_db_query_task_count", bt_db_query_task_count(filter), bt_task_store);
+std::int32_t counted(const TaskKind *kind, std::int32_t filter) {
+    if (kind != nullptr) {
+        return kind->count(filter);
+    }
+    const bool pairs_with_finished = filter == BT_TASK_FILTER_STATE_5;
+    return bt_tasks.count(filter) + http_tasks.count(pairs_with_finished ? HTTP_FTP_TASK_FILTER_FINISHED : filter);
 }
 
-void count(std::optional<std::int32_t> filter) {
+void count(const TaskKind *kind, std::optional<std::int32_t> filter) {
+    if (filter) {
+        require_served(kind, *filter);
+    }
     require_database();
     if (filter) {
-        print(std::to_string(counted(*filter)) + "\n");
+        print(std::to_string(counted(kind, *filter)) + "\n");
         return;
     }
     std::string lines;
     for (const Filter &each : filters) {
-        lines += std::string(each.name) + "\t" + std::to_string(counted(each.code)) + "\n";
+        if (kind != &http_tasks || each.code != BT_TASK_FILTER_STATE_5) {
+            lines += std::string(each.name) + "\t" + std::to_string(counted(kind, each.code)) + "\n";
+        }
     }
     print(lines);
 }
 
 void add_count(CLI::App &app) {
     CLI::App *command = app.add_subcommand("count", "Count tasks");
-    command->group("BitTorrent tasks");
+    command->group(help_group);
     command->footer("With a filter the number alone; without one a line for each filter.");
+    const auto kind = add_kind_or_all(*command);
     const auto filter = std::make_shared<std::optional<std::int32_t>>();
     add_filter(*command, [filter](std::int32_t code) { *filter = code; });
-    command->callback([filter] { count(*filter); });
+    command->callback([kind, filter] { count(*kind, *filter); });
 }
 
 // ---- set, forget ---------------------------------------------------------------------------------------------------
 
-struct SetOptions {
-    std::int32_t id = 0;
-    std::optional<std::string> folder;
-    std::optional<std::string> hash;
-    std::optional<std::int32_t> marker;
-};
-
-void set(const SetOptions &options) {
-    if (!options.folder && !options.hash && !options.marker) {
-        throw CLI::ValidationError("set", "needs at least one of --folder, --hash and --marker");
+void set(const TaskKind &kind, std::int32_t id, const Given &given) {
+    if (given.empty()) {
+        throw CLI::ValidationError("set", "needs at least one field");
     }
+    const std::vector<FieldChange> changes = kind.changes(id, given);
     require_database();
     // An update does not tell a missing row from a failure.
-    require_task(options.id);
-
-    std::string changed;
-    const auto done = [&](const char *what, const char *operation, std::int32_t result) {
-        try {
-            checked(operation, result, bt_task_store);
-            changed += std::string(" ") + what;
-        } catch (const Failure &failure) {
-            throw Failure(failure.exit(), failure.what() + (changed.empty() ? "" : "; changed already:" + changed));
-        }
-    };
-    if (options.folder) {
-        done("folder", "bt_db_update_task_move_folder_by_task_id",
-             bt_db_update_task_move_folder_by_task_id(options.id, options.folder->c_str()));
-    }
-    if (options.hash) {
-        done("hash", "bt_db_update_task_hash_by_task_id",
-             bt_db_update_task_hash_by_task_id(options.id, options.hash->c_str()));
-    }
-    if (options.marker) {
-        done("marker", "bt_db_update_recode_by_task_id", bt_db_update_recode_by_task_id(options.id, *options.marker));
-    }
+    kind.require(id);
+    make(changes, *kind.store);
 }
 
 void add_set(CLI::App &app) {
     CLI::App *command = app.add_subcommand("set", "Change single fields of one task");
-    command->group("BitTorrent tasks");
-    const auto options = std::make_shared<SetOptions>();
-    add_number(
-        *command, "ID", "The task's identifier", [options](std::int32_t id) { options->id = id; }, 0)
-        ->required();
-    const auto take_folder = [options](const std::string &folder) {
-        require_fit("--folder", folder, BtTaskRecord{}.task_move_folder);
-        options->folder = folder;
-    };
-    command->add_option_function<std::string>("--folder", take_folder, "Folder for finished data; \"\" for none");
-    const auto take_hash = [options](const std::string &hash) { options->hash = required_hash("--hash", hash); };
-    command->add_option_function<std::string>("--hash", take_hash, "Info-hash, hexadecimal or base32");
-    add_number(
-        *command, "--marker", "Marker, from 0", [options](std::int32_t n) { options->marker = n; }, 0);
-    command->callback([options] { set(*options); });
+    command->group(help_group);
+    const auto given = std::make_shared<Given>();
+    const auto id = add_identifier(*command, "The task's identifier");
+    const auto kind = add_kind(*command);
+    add_fields(*command, bt_tasks.set_options(), http_tasks.set_options(), given);
+    command
+        ->add_flag_callback(
+            "--resumed", [given] { given->emplace_back("--paused", "0"); }, "The task is not paused any more")
+        ->group("Fields of HTTP/FTP tasks")
+        ->excludes("--paused");
+    command->callback([=] { set(**kind, *id, *given); });
 }
 
-void forget(std::int32_t id) {
+void forget(const TaskKind &kind, std::int32_t id) {
     require_database();
     // Deleting what is not there is a success to the library.
-    require_task(id);
-    checked("bt_db_del_task", bt_db_del_task(0, &id), bt_task_store);
+    kind.require(id);
+    kind.forget(id);
 }
 
 void add_forget(CLI::App &app) {
     CLI::App *command = app.add_subcommand("forget", "Delete the row of one task; files stay");
-    command->group("BitTorrent tasks");
-    const auto id = std::make_shared<std::int32_t>();
-    add_number(
-        *command, "ID", "The task's identifier", [id](std::int32_t n) { *id = n; }, 0)
-        ->required();
-    command->callback([id] { forget(*id); });
+    command->group(help_group);
+    const auto id = add_identifier(*command, "The task's identifier");
+    const auto kind = add_kind(*command);
+    command->callback([=] { forget(**kind, *id); });
 }
 
 } // namespace

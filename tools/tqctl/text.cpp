@@ -124,4 +124,18 @@ bool is_utf8(std::string_view text) {
     return true;
 }
 
+std::string without_password(std::string_view address) {
+    constexpr auto none = std::string_view::npos;
+    const std::size_t scheme = address.find("://");
+    const std::size_t begin = scheme == none ? none : scheme + 3;
+    const std::string_view authority =
+        begin == none ? "" : address.substr(begin, address.find_first_of("/?#", begin) - begin);
+    const std::size_t at = authority.rfind('@');
+    const std::size_t colon = authority.find(':');
+    if (at == none || colon >= at) {
+        return std::string(address);
+    }
+    return std::string(address.substr(0, begin + colon + 1)) + "********" + std::string(address.substr(begin + at));
+}
+
 } // namespace tqctl
