@@ -84,7 +84,8 @@ std::vector<Column> Listing::shown(const Rows &rows) const {
         }
     } else if (json_) {
         for (const std::string &name : rows.names) {
-            columns.push_back(*find(name));
+            const Column *const known = find(name);
+            columns.push_back(known != nullptr ? *known : Column{name, name, Kind::text}); // another program's column
         }
     } else {
         std::copy_if(columns_->begin(), columns_->end(), std::back_inserter(columns), for_reader);

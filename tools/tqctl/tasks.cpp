@@ -33,7 +33,8 @@ void print_task(const TaskKind &kind, const Rows &rows, bool json) {
         const auto column = std::find_if(kind.columns->begin(), kind.columns->end(), [&](const Column &each) {
             return each.source == name && each.kind != Kind::share;
         });
-        fields.push_back({name, name, column->kind, Audience::everyone, {}});
+        const Kind shown_as = column != kind.columns->end() ? column->kind : Kind::text; // another program's column
+        fields.push_back({name, name, shown_as, Audience::everyone, {}});
     }
     print(json                   ? json_record(rows, fields)
           : output_is_terminal() ? terminal_record(rows, fields)
