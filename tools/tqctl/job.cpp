@@ -23,7 +23,7 @@ void add_list(CLI::App &job) {
         {"id", "rss_job_id", Kind::number},
         {"quality", "rss_job_quality", Kind::number},
         {"interval", "rss_job_interval", Kind::number},
-        {"last_check", "rss_job_last_check", Kind::number},
+        {"last_check", "rss_job_last_check", Kind::time},
         {"episodes", "rss_job_enable_episode", Kind::number},
         {"episode", "rss_job_episode", Kind::text, Audience::programs},
         {"url", "rss_job_url_applied", Kind::text, Audience::programs},

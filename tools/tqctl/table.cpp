@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <korvo_bt.h>
 #include <libsmartcols.h>
 #include <memory>
 #include <new>
@@ -87,6 +88,11 @@ std::string shown_text(const Value &value) {
     return escaped(value.value_or(""), output_charset());
 }
 
+std::string local_time(const Value &value) {
+    const auto seconds = number_in<std::int32_t>(value);
+    return !seconds ? shown_text(value) : *seconds == 0 ? "" : bt_task_fmttime(*seconds, "%Y-%m-%d %H:%M");
+}
+
 std::string terminal_cell(const View &view, std::size_t row, std::size_t column) {
     const Value &value = view.value(row, column);
     switch (view.columns()[column].kind) {
@@ -95,6 +101,8 @@ std::string terminal_cell(const View &view, std::size_t row, std::size_t column)
         break;
     case Kind::flag:
         return value == "1" ? "yes" : value == "0" ? "" : shown_text(value);
+    case Kind::time:
+        return local_time(value);
     case Kind::share:
         return share_bar(value, view.whole(row, column));
     }

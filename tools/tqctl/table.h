@@ -55,6 +55,7 @@ enum class Kind {
     text,
     number,
     flag,  // a number; people read "yes" or nothing
+    time,  // seconds since 1970; people read the local time, or nothing for 0
     share, // a bar for what this column has of the column `whole`; for terminals only
 };
 
