@@ -119,9 +119,10 @@ def compare():
     print("\nMost memory allocated at once while so many rows are listed, in KiB; in brackets the whole process.\n")
     lists = (("list_bt", "list all BT tasks (sorted)"), ("list_http_ftp", "list all HTTP/FTP tasks"))
     peaks = {}
+    os.remove(DATABASE)
     print(f"{'':36}" + "".join(f"{form:>22}" for form in ("library", "by hand", "SQLiteCpp")))
     for rows in (1, 100_000, 1_000_000):
-        fill_anew(rows) if rows == 1 else fill(rows)
+        fill(rows)
         for work, what in lists:
             line = f"{what + f', {rows:,}':36}"
             for form in FORMS:
@@ -158,6 +159,9 @@ def scale():
         before = now
 
 
-scale() if "--scale" in OPTIONS else compare()
+if "--scale" in OPTIONS:
+    scale()
+else:
+    compare()
 if failures:
     sys.exit("\nToo much:\n  " + "\n  ".join(failures))

@@ -40,7 +40,7 @@ def marked_up(lines):
             out.append("<pre>" if table else "</pre>")
         argument = ARGUMENT.match(line)
         if table:
-            out.append(line)
+            out.append(escaped(line))
             within = "table"
         elif argument:
             out.append(f"- \\b {argument.group(1)} &ndash; {escaped(argument.group(2))}")
@@ -66,20 +66,13 @@ def tokens(text):
 
 
 def declarations(code):
-    """A block of code, one declaration each."""
-    if code.startswith("typedef struct"):
-        return [code]
-    joined = re.sub(r"\n\s+", " ", code.rstrip("\n"))
-    return [line + "\n" for line in joined.split("\n")]
+    """Those of a block of code, each on a line of its own."""
+    return re.sub(r"\n\s+", " ", code).splitlines()
 
 
-def lines_marked(code):
-    return "".join(escaped_trailing(line) + "\n" for line in code.rstrip("\n").split("\n"))
-
-
-def escaped_trailing(line):
-    match = re.match(r"(.*?)/\* +(.*) \*/$", line)
-    return f"{match.group(1)}/**< {escaped(match.group(2))} */" if match else line
+def with_own_comments(code):
+    """Fields or macros, each with words behind it."""
+    return re.sub(r"/\* +(.*) \*/$", lambda comment: f"/**< {escaped(comment.group(1))} */", code, flags=re.M)
 
 
 def section(title, body):
@@ -94,12 +87,12 @@ def section(title, body):
         elif token == "\n":
             described = None
         elif token.startswith("typedef struct"):
-            out += [doc(marked_up(comment)), lines_marked(token)]
+            out += [doc(marked_up(comment)), with_own_comments(token)]
             comment = None
         elif token.startswith("#define") and "/*" in token:  # several, each with words of its own
             name, _, rest = " ".join(comment).partition(". ")
             out.append(doc(f"@name {escaped(name.rstrip('.'))}\n{escaped(rest)}"))
-            out += ["/**@{*/", lines_marked(token), "/**@}*/"]
+            out += ["/**@{*/", with_own_comments(token), "/**@}*/"]
             comment = None
         else:
             for declaration in declarations(token):
@@ -107,7 +100,7 @@ def section(title, body):
                 name = next(group for group in name.groups() if group)
                 if comment:
                     out.append(doc(marked_up(comment)))
-                    described, comment = name + ("()" if "(" in declaration else ""), None
+                    described, comment = name + ("" if declaration.startswith("#") else "()"), None
                 elif described:
                     out.append(doc(f"Described with {described}."))
                 else:
