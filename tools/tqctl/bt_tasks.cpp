@@ -106,8 +106,9 @@ std::vector<FieldChange> changes(std::int32_t id, const Given &given) {
     for (const auto &[option, value] : given) {
         if (option == "--folder") {
             require_fit(option, value, Record{}.task_move_folder);
-            all.push_back({option, "bt_db_update_task_move_folder_by_task_id",
-                           [=] { return bt_db_update_task_move_folder_by_task_id(id, value.c_str()); }});
+            all.push_back({option, "bt_db_update_task_move_folder_by_task_id", [id, folder = value] {
+                               return bt_db_update_task_move_folder_by_task_id(id, folder.c_str());
+                           }});
         } else if (option == "--hash") {
             all.push_back({option, "bt_db_update_task_hash_by_task_id", [id, hash = required_hash(option, value)] {
                                return bt_db_update_task_hash_by_task_id(id, hash.c_str());

@@ -5,7 +5,7 @@
 namespace tqctl {
 
 std::shared_ptr<std::int32_t> add_identifier(CLI::App &command, const char *help) {
-    const auto id = std::make_shared<std::int32_t>();
+    auto id = std::make_shared<std::int32_t>();
     add_number(
         command, "ID", help, [id](std::int32_t number) { *id = number; }, 0)
         ->required();
