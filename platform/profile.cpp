@@ -112,12 +112,12 @@ enum class Strange { skip, refuse }; // lines that are neither a section, a valu
 class Profile {
 public:
     // Failed when the file is there and cannot be read or understood. A missing one is empty.
-    explicit Profile(Strange lines) {
+    explicit Profile(Strange lines, const char *path = file) {
         if (ini_config_create(&config_) != 0 || ini_config_set_wrap(config_, never_wrap) != 0) {
             return;
         }
         ini_cfgfile *opened = nullptr;
-        const int error = ini_config_file_open(file, INI_META_NONE, &opened);
+        const int error = ini_config_file_open(path, INI_META_NONE, &opened);
         const std::unique_ptr<ini_cfgfile, decltype(&ini_config_file_destroy)> owner(opened, ini_config_file_destroy);
         const std::uint32_t skipped = lines == Strange::skip ? INI_PARSE_IGNORE_NON_KVP : 0;
         read_ = error == ENOENT ||
@@ -189,7 +189,9 @@ bool replace_file(Profile &profile) {
     const bool prepared = stat(target, &old) != 0 || ((fchown(descriptor.get(), old.st_uid, old.st_gid) == 0 ||
                                                        (old.st_uid == geteuid() && old.st_gid == getegid())) &&
                                                       fchmod(descriptor.get(), old.st_mode & 07777U) == 0);
-    if (!prepared || !profile.write_to(descriptor.get()) || rename(beside, target) != 0) {
+    // A foreign line may come out as one that cannot be read: no reason to spoil the file.
+    if (!prepared || !profile.write_to(descriptor.get()) || !Profile(Strange::refuse, beside).read() ||
+        rename(beside, target) != 0) {
         unlink(beside);
         return false;
     }

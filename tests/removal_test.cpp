@@ -231,6 +231,16 @@ TEST_F(Removal, APathThatMayBeCutStays) {
         expect_gone(true, add_bt("data"), 1, configured == folder ? data(folder) : std::vector<std::string>());
     }
 
+    // A name that fills its field may be the beginning of a longer one.
+    fs::remove(profile);
+    write_file("/share/Download/data");
+    for (const std::size_t slashes : {1020, 1019}) {
+        expect_gone(true, add_bt(std::string(slashes, '/') + "data"), 1,
+                    slashes == 1020 ? std::vector<std::string>() : std::vector<std::string>{"/share/Download/data"});
+    }
+    write_file("/share/Download/data");
+    expect_gone(false, add_http("/", std::string(1019, '/') + "data"), 1, {});
+
     // A file of 1024 bytes fits; of a longer name only so much arrives.
     const std::string file = "/mnt" + std::string(1010, '/') + "HDA_ROOT/x";
     for (const std::string rest : {"", "yz"}) {

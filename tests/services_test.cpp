@@ -8,7 +8,9 @@
 #include <cstring>
 #include <ctime>
 #include <dlfcn.h>
+#include <fcntl.h>
 #include <functional>
+#include <limits>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -203,6 +205,10 @@ TEST_F(Services, TheHourIsTheLocalOne) {
             EXPECT_EQ(get_now_tqv3_schedule(), 50);
         }
     }
+    ScheduleRecord record = {1, {}};
+    set_tqv3_schedule(&record);
+    now_is = std::numeric_limits<std::time_t>::max();
+    EXPECT_EQ(get_now_tqv3_schedule(), sizeof now_is > 4 ? 50 : '1') << "a year that has no number: off";
 }
 
 TEST_F(Services, SettingsOfTwoProcessesAtOnceAreBothKept) {
@@ -271,11 +277,16 @@ TEST_F(Services, AMessageIsMailedAndTracedAsItIs) {
 TEST_F(Services, TheTraceFollowsNoLinkAndWaitsForNobody) {
     configure("Notification Email = 1\n[Alert]\nMail Program = /tmp/none");
     write_file("/tmp/files/canary");
+    static int reader = -1;
     const std::function<void()> plants[] = {[] { fs::create_symlink("/tmp/files/canary", "/tmp/tqv3.log"); },
                                             [] { fs::create_symlink("/tmp/files/new", "/tmp/tqv3.log"); },
                                             [] { fs::create_hard_link("/tmp/files/canary", "/tmp/tqv3.log"); },
                                             [] { mkfifo("/tmp/tqv3.log", 0666); },
-                                            [] { fs::create_directory("/tmp/tqv3.log"); }};
+                                            [] { fs::create_directory("/tmp/tqv3.log"); },
+                                            [] {
+                                                mkfifo("/tmp/tqv3.log", 0666); // with a reader
+                                                reader = open("/tmp/tqv3.log", O_RDONLY | O_NONBLOCK);
+                                            }};
     for (const auto &plant : plants) {
         plant();
         EXPECT_EQ(tqv3_notification_send("message"), -1);
@@ -283,4 +294,7 @@ TEST_F(Services, TheTraceFollowsNoLinkAndWaitsForNobody) {
         EXPECT_FALSE(fs::exists("/tmp/files/new"));
         fs::remove(fs::path("/tmp/tqv3.log"));
     }
+    char nothing;
+    EXPECT_EQ(read(reader, &nothing, 1), 0);
+    close(reader);
 }
