@@ -56,7 +56,7 @@ run magnet.py folder.torrent
 
 step 'Set the database up once, then add them. Each gets an identifier.'
 run tqctl init
-run tqctl add "$(magnet_of licence)"
+run tqctl add "$(magnet_of licence)" --file /mnt/HDA_ROOT/licence.torrent
 run tqctl add "$(magnet_of program)"
 run tqctl add "$(magnet_of folder)"
 
@@ -109,9 +109,20 @@ for process in "${processes[@]}"; do wait "$process"; done
 run tqctl count --filter all
 [[ $(tqctl count --filter all) == $((${#adders[@]} + 6)) ]] || { echo 'demo.sh: a task was lost' >&2; exit 1; }
 
-step 'Remove the first one.'
-run tqctl forget 1
+step 'What was downloaded lies in the share, beside what belongs to others; a torrent also has files of its own.'
+mkdir -p /share/Download
+cp licence.torrent /mnt/HDA_ROOT/
+cp "$licences/GPL-3" /share/Download/
+touch /share/Download/{GPL-3.fastresume,film.iso,holiday.jpg}
+run find /share/Download /mnt/HDA_ROOT -maxdepth 1 -type f
+
+step 'The road ends: a task is removed as a whole, with its data if one asks for it. First, only what would go.'
+run tqctl remove 1 --delete-data --dry-run
+run tqctl remove 1 --delete-data --yes
+run tqctl remove 1 --kind http --delete-data --yes
 expect 3 tqctl show 1
+expect 3 tqctl show 1 --kind http
+run find /share/Download /mnt/HDA_ROOT -maxdepth 1 -type f
 run tqctl count --filter all
 
 printf '\nAll of it lived in one SQLite file, /mnt/HDA_ROOT/tq.db, in a sandbox that is gone now. Next: ./dev shell\n'

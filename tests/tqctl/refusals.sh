@@ -65,7 +65,7 @@ exec 8>&-
 say 'Help is there for everything and fits 80 columns.'
 for command in '' init doctor backup export import add list show count set forget next recover files info session rss 'rss feeds' 'rss items' 'rss add' 'rss mark' \
     'rss remove' job 'job list' 'job add' 'job set' 'job remove' account 'account list' 'account add' 'account set' \
-    'account remove' schedule 'schedule set' notify 'notify set' 'notify send'; do
+    'account remove' remove schedule 'schedule set' notify 'notify set' 'notify send'; do
     "$tqctl" $command --help >help && echo "$(head -1 help)"
     awk 'length > 80 { print "too wide: " $0 }' help
 done

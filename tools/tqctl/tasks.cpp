@@ -1,4 +1,4 @@
-// Tasks of both kinds: tqctl add, list, show, count, set, forget.
+// Tasks of both kinds: tqctl add, list, show, count, set, remove, forget.
 #include "tasks.h"
 
 #include "failure.h"
@@ -423,7 +423,7 @@ void add_count(CLI::App &app) {
     command->callback([kind, filter] { count(*kind, *filter); });
 }
 
-// ---- set, forget ---------------------------------------------------------------------------------------------------
+// ---- set -----------------------------------------------------------------------------------------------------------
 
 void set(const TaskKind &kind, std::int32_t id, const Given &given) {
     if (given.empty()) {
@@ -451,6 +451,22 @@ void add_set(CLI::App &app) {
     command->callback([=] { set(**kind, *id, *given); });
 }
 
+// ---- remove, forget ------------------------------------------------------------------------------------------------
+
+void add_remove(CLI::App &app) {
+    CLI::App *command = app.add_subcommand("remove", "Remove one task with its files");
+    command->group(help_group);
+    command->footer("The row, the downloading process and the task's own files go; the data only with\n"
+                    "--delete-data. A BitTorrent task takes three seconds.");
+    const auto id = add_identifier(*command, "The task's identifier");
+    const auto kind = add_kind(*command);
+    const auto options = std::make_shared<RemoveOptions>();
+    command->add_flag("--delete-data", options->delete_data, "What it has downloaded goes too");
+    command->add_flag("--dry-run", options->dry_run, "Only say what would go");
+    command->add_flag("--yes", options->yes, "Do not ask");
+    command->callback([=] { remove_task(**kind, *id, *options); });
+}
+
 void forget(const TaskKind &kind, std::int32_t id) {
     require_database();
     // Deleting what is not there is a success to the library.
@@ -474,6 +490,7 @@ void add_task_commands(CLI::App &app) {
     add_show(app);
     add_count(app);
     add_set(app);
+    add_remove(app);
     add_forget(app);
 }
 

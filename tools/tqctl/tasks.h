@@ -62,6 +62,14 @@ inline std::string named(const TaskKind &kind, std::int32_t id) {
     return std::string(kind.title) + " " + std::to_string(id);
 }
 
+struct RemoveOptions {
+    bool yes = false;
+    bool delete_data = false;
+    bool dry_run = false;
+};
+
+void remove_task(const TaskKind &kind, std::int32_t id, const RemoveOptions &options);
+
 // The BitTorrent task that a text names.
 std::int32_t bt_task_with_hash(const std::string &hash);
 std::int32_t bt_task_with_name(const std::string &name);
