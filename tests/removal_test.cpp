@@ -46,8 +46,9 @@ int nanosleep(const timespec *wanted, timespec *left) {
     }
     return 0;
 }
-DIR *fdopendir(int folder) {
-    return memory_for_folders ? reinterpret_cast<decltype(&fdopendir)>(dlsym(RTLD_NEXT, "fdopendir"))(folder) : nullptr;
+DIR *fdopendir(int descriptor) {
+    return memory_for_folders ? reinterpret_cast<decltype(&fdopendir)>(dlsym(RTLD_NEXT, "fdopendir"))(descriptor)
+                              : nullptr;
 }
 }
 
@@ -222,31 +223,31 @@ TEST_F(Removal, ANameThatClimbsRemovesTheTaskAndNoData) {
 }
 
 TEST_F(Removal, APathThatMayBeCutStays) {
-    std::string folder; // 255 bytes
-    while (folder.size() < 255) {
-        folder += folder.size() % 50 == 49 ? '/' : 'f';
+    std::string deep; // 255 bytes
+    while (deep.size() < 255) {
+        deep += deep.size() % 50 == 49 ? '/' : 'f';
     }
     for (const std::string rest : {"", "f"}) {
-        const std::string data = "/share/" + folder + "/data";
+        const std::string data = "/share/" + deep + "/data";
         const auto plant = [&] {
             write_file(data);
             write_file(data + ".fastresume");
         };
         using Paths = std::vector<std::string>;
         plant();
-        expect_gone(true, add_bt("data", 5, folder + rest), 1,
+        expect_gone(true, add_bt("data", 5, deep + rest), 1,
                     rest.empty() ? Paths{data, data + ".fastresume"} : Paths());
         plant();
-        expect_gone(false, add_http("/", "data", 3, folder + rest), 1, rest.empty() ? Paths{data} : Paths());
+        expect_gone(false, add_http("/", "data", 3, deep + rest), 1, rest.empty() ? Paths{data} : Paths());
         plant();
-        write_file(profile, "[BTDownload]\nBT Download Folder = " + folder + rest + "\n");
+        write_file(profile, "[BTDownload]\nBT Download Folder = " + deep + rest + "\n");
         expect_gone(true, add_bt("data"), 1, rest.empty() ? Paths{data, data + ".fastresume"} : Paths());
     }
 
     // A name that fills its field may be the beginning of a longer one.
     fs::remove(profile);
     write_file("/share/Download/data");
-    for (const std::size_t slashes : {1020, 1019}) {
+    for (const std::size_t slashes : {1020U, 1019U}) {
         expect_gone(true, add_bt(std::string(slashes, '/') + "data"), 1,
                     slashes == 1020 ? std::vector<std::string>() : std::vector<std::string>{"/share/Download/data"});
     }
@@ -303,19 +304,19 @@ TEST_F(Removal, ADeepOrLargeTreeNeedsNeitherDescriptorsNorStack) {
         for (const int depth : {1, 63, 64, 65, 66, 127, 128, 129, 1000}) {
             for (const bool with_files : {false, true}) {
                 std::string name = "deep";
-                int folder = open("/share/Download", O_RDONLY | O_DIRECTORY);
+                int here = open("/share/Download", O_RDONLY | O_DIRECTORY);
                 for (int level = 0; level < depth; ++level) {
-                    EXPECT_EQ(mkdirat(folder, name.c_str(), 0700), 0);
-                    const int below = openat(folder, name.c_str(), O_RDONLY | O_DIRECTORY);
-                    close(folder);
-                    folder = below;
+                    EXPECT_EQ(mkdirat(here, name.c_str(), 0700), 0);
+                    const int below = openat(here, name.c_str(), O_RDONLY | O_DIRECTORY);
+                    close(here);
+                    here = below;
                     name = std::string(200, 'd');
                     if (with_files && level % 30 == 0) {
-                        mkdirat(folder, "beside", 0700);
-                        close(openat(folder, "file", O_WRONLY | O_CREAT, 0600));
+                        mkdirat(here, "beside", 0700);
+                        close(openat(here, "file", O_WRONLY | O_CREAT, 0600));
                     }
                 }
-                close(folder);
+                close(here);
                 EXPECT_EQ(bt_task_remove(add_bt("deep"), 1), BTDB_OK);
                 if (fs::exists("/share/Download/deep")) {
                     FAIL() << depth;
