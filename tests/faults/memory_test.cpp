@@ -3,16 +3,27 @@
 
 #include "trial.h"
 
-using namespace test;
+#include <cerrno>
+#include <ctime>
+#include <dlfcn.h>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <new>
 
-static sqlite3_mem_methods system_memory;
+using namespace test;
+namespace fs = std::filesystem;
+
+// ---- The runtime's memory, of which SQLite's is a part. What the tests take for themselves comes from operator new.
+
+static bool watched = false;
 static int allocations_until_failure = 0; // 0: none fails
 static bool failing_goes_on = false;
 static bool failed = false;
 static int held = 0;
 
 static bool fails() {
-    if (allocations_until_failure == 0) {
+    if (!watched || allocations_until_failure == 0) {
         return false;
     }
     if (allocations_until_failure > 1) {
@@ -21,32 +32,102 @@ static bool fails() {
     }
     failed = true;
     allocations_until_failure = failing_goes_on ? 1 : 0;
+    errno = ENOMEM;
     return true;
 }
 
-static void *allocate(int size) {
-    void *memory = fails() ? nullptr : system_memory.xMalloc(size);
-    held += memory != nullptr ? 1 : 0;
+static void *counted(void *memory) {
+    held += watched && memory != nullptr ? 1 : 0;
     return memory;
+}
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+
+// A sanitizer has taken the runtime's memory; SQLite's can still be had from SQLite.
+static sqlite3_mem_methods system_memory;
+
+static void *allocate(int size) {
+    return fails() ? nullptr : counted(system_memory.xMalloc(size));
 }
 static void *reallocate(void *memory, int size) {
     return fails() ? nullptr : system_memory.xRealloc(memory, size);
 }
 static void release(void *memory) {
-    held -= memory != nullptr ? 1 : 0;
+    held -= watched && memory != nullptr ? 1 : 0;
     system_memory.xFree(memory);
 }
-
-// Before anything else uses SQLite. Without lookaside memory, so that small allocations are counted too.
-static const bool configured = [] {
+static bool take_memory() {
     sqlite3_config(SQLITE_CONFIG_GETMALLOC, &system_memory);
     sqlite3_mem_methods methods = system_memory;
     methods.xMalloc = allocate;
     methods.xRealloc = reallocate;
     methods.xFree = release;
-    return sqlite3_config(SQLITE_CONFIG_MALLOC, &methods) == SQLITE_OK &&
-           sqlite3_config(SQLITE_CONFIG_LOOKASIDE, 0, 0) == SQLITE_OK;
-}();
+    return sqlite3_config(SQLITE_CONFIG_MALLOC, &methods) == SQLITE_OK;
+}
+static constexpr bool runtime_too = false;
+
+#else
+
+template <class Function> static Function *next(Function * /*own*/, const char *name) {
+    return reinterpret_cast<Function *>(dlsym(RTLD_NEXT, name));
+}
+
+extern "C" {
+void *malloc(std::size_t size) {
+    static const auto system = next(malloc, "malloc");
+    return fails() ? nullptr : counted(system(size));
+}
+void *calloc(std::size_t count, std::size_t size) {
+    static const auto system = next(calloc, "calloc");
+    return fails() ? nullptr : counted(system(count, size));
+}
+void *realloc(void *memory, std::size_t size) {
+    static const auto system = next(realloc, "realloc");
+    void *grown = fails() ? nullptr : system(memory, size);
+    return memory == nullptr ? counted(grown) : grown;
+}
+void free(void *memory) {
+    static const auto system = next(free, "free");
+    held -= watched && memory != nullptr ? 1 : 0;
+    system(memory);
+}
+}
+
+// Not watched.
+void *operator new(std::size_t size) {
+    static const auto system = next(malloc, "malloc");
+    return system(size);
+}
+void operator delete(void *memory) noexcept {
+    static const auto system = next(free, "free");
+    system(memory);
+}
+void operator delete(void *memory, std::size_t /*size*/) noexcept {
+    operator delete(memory);
+}
+
+static bool take_memory() {
+    return true;
+}
+static constexpr bool runtime_too = true;
+
+#endif
+
+// Before anything else uses SQLite: without lookaside memory, so that small allocations are counted too.
+static const bool configured = take_memory() && sqlite3_config(SQLITE_CONFIG_LOOKASIDE, 0, 0) == SQLITE_OK;
+
+static void watch(int until_failure, bool goes_on) {
+    failed = false;
+    held = 0;
+    failing_goes_on = goes_on;
+    allocations_until_failure = until_failure;
+    watched = true;
+}
+static void stop_watching() {
+    watched = false;
+}
+
+// ---- Every operation of every table
 
 class Memory : public StoreTest, public testing::WithParamInterface<OperationOfTable> {
 protected:
@@ -61,23 +142,13 @@ void Memory::run_out(const std::string &changed) {
     ASSERT_TRUE(configured);
     Trial trial(GetParam(), changed);
     int injected = 0;
-    const int step = effort(31, 5, 1);
+    const int step = effort(31, 7, 1);
     for (const bool goes_on : {false, true}) {
         failed = true;
         for (int at = 1; failed; at += step) {
             SCOPED_TRACE("allocation " + std::to_string(at) + (goes_on ? " and all that follow" : ""));
-            int held_before = 0;
-            const bool succeeded = trial.attempt(
-                [&] {
-                    held_before = held;
-                    failed = false;
-                    failing_goes_on = goes_on;
-                    allocations_until_failure = at;
-                },
-                [&] {
-                    allocations_until_failure = 0;
-                    EXPECT_EQ(held, held_before);
-                });
+            const bool succeeded = trial.attempt([&] { watch(at, goes_on); }, stop_watching);
+            EXPECT_EQ(held, 0);
             EXPECT_TRUE(failed || succeeded);
             injected += failed ? 1 : 0;
             if (HasFailure()) {
@@ -110,4 +181,90 @@ TEST_P(Memory, RunsOutWithoutAHalfReadRow) {
             run_out(blobs);
         }
     }
+}
+
+// ---- What is done besides the tables
+
+int Get_Profile_String(const char *, const char *, const char *text, char *buffer, int size) {
+    return std::snprintf(buffer, static_cast<std::size_t>(size), "%s", text);
+}
+extern "C" int nanosleep(const timespec * /*time*/, timespec * /*left*/) {
+    return 0;
+}
+
+static const char *const log_file = "/tmp/log";
+
+class MemoryOfServices : public StoreTest {
+protected:
+    // Lets memory run out in the work, each time after the preparation.
+    static void run_out(const std::function<void()> &prepare, const std::function<void()> &work,
+                        const std::function<void()> &check) {
+        int injected = 0;
+        for (const bool goes_on : {false, true}) {
+            failed = true;
+            for (int at = 1; failed && !HasFailure(); at += effort(61, 17, 1)) {
+                SCOPED_TRACE("allocation " + std::to_string(at) + (goes_on ? " and all that follow" : ""));
+                prepare();
+                watch(at, goes_on);
+                work();
+                stop_watching();
+                check();
+                injected += failed ? 1 : 0;
+            }
+        }
+        EXPECT_TRUE(injected > 0 || !runtime_too);
+        tally("allocations that failed", injected);
+    }
+    static void write(const std::string &file) {
+        fs::create_directories(fs::path(file).parent_path());
+        std::ofstream(file) << "data";
+    }
+    ~MemoryOfServices() override { fs::remove_all("/share/Download"); }
+};
+
+TEST_F(MemoryOfServices, RunsOutWhileTasksAreRemoved) {
+    std::int32_t bt = 0, http = 0, results[2] = {};
+    run_out(
+        [&] {
+            start_afresh();
+            bt_db_create_tbl_task();
+            http_ftp_db_create_tbl_task();
+            for (const char *file : {"/share/Download/a/b/c", "/share/Download/d", "/share/Download/other"}) {
+                write(file);
+            }
+            BtTaskRecord task = {};
+            task.task_torrent_name[0] = 'a';
+            bt = bt_db_add_task(&task);
+            HttpFtpTaskRecord download = {};
+            download.task_savename[0] = 'd';
+            http = http_ftp_db_add_task(&download);
+        },
+        [&] {
+            results[0] = bt_task_remove(bt, 1);
+            results[1] = http_ftp_task_remove(http, 1);
+        },
+        [&] {
+            for (const int kind : {0, 1}) {
+                const Rows rows = sql(kind == 0 ? "SELECT 1 FROM BT_TASK" : "SELECT 1 FROM HTTP_FTP_TASK");
+                EXPECT_TRUE(results[kind] == BTDB_OK || (results[kind] == BTDB_ERR_NO_TASK && rows.size() == 1));
+            }
+            EXPECT_TRUE(fs::exists("/share/Download/other"));
+            EXPECT_TRUE(results[0] == BTDB_OK || fs::exists("/share/Download/a/b/c"));
+            EXPECT_TRUE(results[1] == BTDB_OK || fs::exists("/share/Download/d"));
+        });
+}
+
+TEST_F(MemoryOfServices, RunsOutWhileALogFileIsWritten) {
+    run_out(
+        [] {
+            std::remove(log_file);
+            err_setdest(log_file, LOGDEST_LOGFILE); // would end the process, with status 1
+        },
+        [] { err_log(1, ~0U, "%s\n", "a message"); },
+        [] {
+            err_setdest(nullptr, LOGDEST_STDERR);
+            std::ifstream in(log_file);
+            const std::string text(std::istreambuf_iterator<char>(in), {});
+            EXPECT_TRUE(text.empty() || text.ends_with(": a message\n")) << text;
+        });
 }
