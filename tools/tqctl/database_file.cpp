@@ -13,6 +13,7 @@ std::string bytes(const void *data, int size) {
 }
 
 template <class... Kinds> struct Overloaded : Kinds... { using Kinds::operator()...; };
+template <class... Kinds> Overloaded(Kinds...) -> Overloaded<Kinds...>;
 
 } // namespace
 
