@@ -434,7 +434,7 @@ TEST_F(Removal, ADownloadedFileIsWhereItsNameAndStateSay) {
         {"x", "folder%2F..%2f..%2Fcanary", 1, "", {}},
         {"x", "canary", 3, "..", {}},
         {"x", "/canary", 1, "", {down + "canary"}},
-        {"x", "c%61na%72y", 1, "", {down + "canary"}},
+        {"x", "c%61%6Ea%72y", 1, "", {down + "canary"}},
         {"x", "%v3%v1nary", 1, "", {down + "\xf3\xf1nary"}}, // digits that are none
         {"x", "canary%", 1, "", {down + "canary%"}},
         {"x", "canary%4", 1, "", {down + "canary%4"}},

@@ -88,13 +88,11 @@ void remove_download(const char *folder, const char *name) {
     }
 }
 
+// a to f are 10 to 15, in either case: upper-case letters are 32 less, which the low bits do not show. What is no digit
+// is not refused.
 unsigned digit(char c) {
     const auto code = static_cast<unsigned char>(c);
-    if (code >= '0' && code <= '9') {
-        return code - unsigned{'0'};
-    }
-    const unsigned lower = code >= 'A' && code <= 'Z' ? code + ('a' - 'A') : code;
-    return (lower - 87) & 15U; // 10 to 15 for a to f; no check for others
+    return code >= '0' && code <= '9' ? code - unsigned{'0'} : (code - unsigned{'a' - 10}) & 15U;
 }
 
 // A percent sign with fewer than two characters after it stands for itself.

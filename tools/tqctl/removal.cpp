@@ -84,7 +84,7 @@ void plan_bt(Plan &plan, std::int32_t id, bool data_too) {
 
 int digit(char c) {
     const int code = static_cast<unsigned char>(c);
-    return std::isdigit(code) != 0 ? code - '0' : (std::tolower(code) - ('a' - 10)) & 15;
+    return std::isdigit(code) != 0 ? code - '0' : (code - ('a' - 10)) & 15;
 }
 
 std::string percent_decoded(const std::string &name) {
