@@ -10,6 +10,8 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
@@ -176,10 +178,9 @@ bool replace_file(Profile &profile) {
     char target[PATH_MAX];
     char beside[PATH_MAX + sizeof ".new"];
     if (realpath(file, target) == nullptr) {
-        std::strcpy(target, file);
+        std::snprintf(target, sizeof target, "%s", file);
     }
-    std::strcpy(beside, target);
-    std::strcat(beside, new_file_suffix);
+    std::snprintf(beside, sizeof beside, "%s%s", target, new_file_suffix);
     unlink(beside); // left by a writer that was killed; the lock is ours
     const Descriptor descriptor(open(beside, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644));
     if (!descriptor.valid()) {

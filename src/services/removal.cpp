@@ -21,7 +21,7 @@
 namespace korvo {
 namespace {
 
-constexpr const char *default_folder = "Download";
+constexpr char default_folder[] = "Download";
 constexpr std::int32_t bt_state_in_move_folder = 5;
 constexpr std::uint32_t by_task_id = 0;
 constexpr std::uint32_t details_by_task_id = 2;
@@ -34,14 +34,15 @@ template <std::size_t Width> bool may_be_cut(const char (&field)[Width]) {
 // The folder below "/share/" that a task's data is in. False when the name is too long to be sure of.
 template <std::size_t Size, std::size_t Width>
 bool find_folder(char (&folder)[Size], const char *key, bool moved, const char (&move_folder)[Width]) {
-    static_assert(Width <= Size + 1, "what is not cut fits");
-    std::strcpy(folder, default_folder); // whatever becomes of the read, it is never "/share/" itself
+    static_assert(Width - 1 <= Size, "what is not cut fits");
+    // Whatever becomes of the read, it is never "/share/" itself.
+    std::memcpy(folder, default_folder, sizeof default_folder);
     Get_Profile_String(settings_section, key, default_folder, folder, Size);
     if (moved && move_folder[0] != '\0') {
         if (may_be_cut(move_folder)) {
             return false;
         }
-        std::strcpy(folder, move_folder);
+        std::memcpy(folder, move_folder, Width - 1);
         return true;
     }
     char whole[Size + 1] = "";

@@ -39,10 +39,11 @@ public:
 private:
     // Enters every folder of the path but the last component.
     bool enter(const char *path) {
-        if (std::strlen(path) >= sizeof path_) {
+        const std::size_t size = std::strlen(path) + 1;
+        if (size > sizeof path_) {
             return false;
         }
-        std::strcpy(path_, path);
+        std::memcpy(path_, path, size);
         char *rest = nullptr;
         for (char *at = next_component(path_, &rest); at != nullptr; at = next_component(nullptr, &rest)) {
             if (std::strcmp(at, "..") == 0 || !enter_last()) {
