@@ -41,7 +41,7 @@ static void *counted(void *memory) {
     return memory;
 }
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#ifdef KORVO_SANITIZE
 
 // A sanitizer has taken the runtime's memory; SQLite's can still be had from SQLite.
 static sqlite3_mem_methods system_memory;
