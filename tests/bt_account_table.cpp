@@ -39,19 +39,15 @@ Table bt_account_table() {
         .drop_and_remove_wait = false,
         .listings = {{KORVO_LISTING(bt_account_query(file, callback, 102, context)), ENABLED "102", false},
                      {KORVO_LISTING(bt_account_query_all(file, callback, context)), "SELECT * FROM BT_ACCOUNT", false}},
-        .refusals = {{CALL(bt_account_add(nullptr))},
-                     {CALL(bt_account_update(nullptr, 1))},
-                     {CALL(bt_account_query_data_by_id(1, nullptr))},
-                     {CALL(bt_account_query_data_by_id(-1, out))}},
-        .operations = {adds(CALL(bt_account_add(&third)), {insertion("BT_ACCOUNT", fields, &third, " \t")}, BTDB_OK),
-                       updates(CALL(bt_account_update(&third, 1)), "UPDATE BT_ACCOUNT SET \t" +
+        .operations = {adds(CALL(bt_account_add, &third), {insertion("BT_ACCOUNT", fields, &third, " \t")}, BTDB_OK),
+                       updates(CALL(bt_account_update, &third, 1), "UPDATE BT_ACCOUNT SET \t" +
                                                                        assignments(fields, &third, all) +
                                                                        " \tWHERE account_id = 1;"),
-                       queries(CALL(bt_account_query_data_by_id(1, out)),
+                       queries(CALL(bt_account_query_data_by_id, natural(1), out),
                                "SELECT * FROM BT_ACCOUNT WHERE account_id = 1;"),
-                       queries(CALL(bt_account_query_count()), "SELECT COUNT(*) FROM BT_ACCOUNT;", 2),
-                       queries(CALL(bt_account_query(nullptr, deliver, INT32_MIN, nullptr)), ENABLED "-2147483648;"),
-                       queries(CALL(bt_account_query_all(nullptr, deliver, nullptr)), "SELECT * FROM BT_ACCOUNT;")},
+                       queries(CALL(bt_account_query_count), "SELECT COUNT(*) FROM BT_ACCOUNT;", 2),
+                       queries(CALL(bt_account_query, nullptr, deliver, INT32_MIN, nullptr), ENABLED "-2147483648;"),
+                       queries(CALL(bt_account_query_all, nullptr, deliver, nullptr), "SELECT * FROM BT_ACCOUNT;")},
     };
 }
 

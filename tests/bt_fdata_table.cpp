@@ -43,25 +43,16 @@ Table bt_fdata_table() {
         .drop_and_remove_wait = false,
         .listings = {{KORVO_LISTING(bt_fdata_query(file, callback, 101, 102, context)), "SELECT * " FIRST, false},
                      {KORVO_LISTING(bt_fdata_query_all(file, callback, context)), "SELECT * FROM BT_FDATA", false}},
-        .refusals = {{CALL(bt_fdata_add(nullptr))},
-                     {CALL(bt_fdata_upload(nullptr))},
-                     {CALL(bt_fdata_update_checked_by_task_id_and_file_index(-1, 0, 0))},
-                     {CALL(bt_fdata_update_checked_by_task_id_and_file_index(0, -1, 0))},
-                     {CALL(bt_fdata_update_checked_by_task_id_and_file_index(0, 0, -1))},
-                     {CALL(bt_fdata_query_count(-1, 0))},
-                     {CALL(bt_fdata_query_count(0, -1))},
-                     {CALL(bt_fdata_query(nullptr, deliver, -1, 0, nullptr))},
-                     {CALL(bt_fdata_query(nullptr, deliver, 0, -1, nullptr))}},
         .operations =
-            {adds(CALL(bt_fdata_add(&third)), {insertion("BT_FDATA", fields, &third, " ")}, BTDB_OK),
-             updates(CALL(bt_fdata_upload(&by_file)), "UPDATE BT_FDATA SET \t" +
+            {adds(CALL(bt_fdata_add, &third), {insertion("BT_FDATA", fields, &third, " ")}, BTDB_OK),
+             updates(CALL(bt_fdata_upload, &by_file), "UPDATE BT_FDATA SET \t" +
                                                           assignments(fields, &by_file, all_but({"fdata_id"}, fields)) +
                                                           " \tWHERE fdata_task_id = 102 AND fdata_file_index = 104;"),
-             updates(CALL(bt_fdata_update_checked_by_task_id_and_file_index(102, 104, 7)),
+             updates(CALL(bt_fdata_update_checked_by_task_id_and_file_index, natural(102), natural(104), natural(7)),
                      "UPDATE BT_FDATA SET fdata_checked = 7 WHERE fdata_task_id = 102 AND fdata_file_index = 104;"),
-             queries(CALL(bt_fdata_query_count(101, 102)), "SELECT COUNT(*) " FIRST, 1),
-             queries(CALL(bt_fdata_query(nullptr, deliver, 101, 102, nullptr)), "SELECT * " FIRST),
-             queries(CALL(bt_fdata_query_all(nullptr, deliver, nullptr)), "SELECT * FROM BT_FDATA;")},
+             queries(CALL(bt_fdata_query_count, natural(101), natural(102)), "SELECT COUNT(*) " FIRST, 1),
+             queries(CALL(bt_fdata_query, nullptr, deliver, natural(101), natural(102), nullptr), "SELECT * " FIRST),
+             queries(CALL(bt_fdata_query_all, nullptr, deliver, nullptr), "SELECT * FROM BT_FDATA;")},
     };
 }
 

@@ -40,27 +40,20 @@ Table bt_infodata_table() {
                       false},
                      {KORVO_LISTING(bt_infodata_query_all(file, callback, context)), "SELECT * FROM BT_INFODATA",
                       false}},
-        .refusals = {{CALL(bt_infodata_add(nullptr))},
-                     {CALL(bt_infodata_update(nullptr))},
-                     {CALL(bt_infodata_del_by_task_id_and_pid(-1, 0))},
-                     {CALL(bt_infodata_del_by_task_id_and_pid(0, -1))},
-                     {CALL(bt_infodata_query_count(-1, 0, 0))},
-                     {CALL(bt_infodata_query_count(0, -1, 0))},
-                     {CALL(bt_infodata_query(nullptr, deliver, -1, 0, 0, nullptr))},
-                     {CALL(bt_infodata_query(nullptr, deliver, 0, -1, 0, nullptr))}},
         .operations =
-            {adds(CALL(bt_infodata_add(&third)), {insertion("BT_INFODATA", fields, &third, " \t")}, BTDB_OK),
-             updates(CALL(bt_infodata_update(&by_task)), "UPDATE BT_INFODATA SET \t" +
+            {adds(CALL(bt_infodata_add, &third), {insertion("BT_INFODATA", fields, &third, " \t")}, BTDB_OK),
+             updates(CALL(bt_infodata_update, &by_task), "UPDATE BT_INFODATA SET \t" +
                                                              assignments(fields, &by_task, all) +
                                                              " \tWHERE infodata_task_id = '102';"),
-             deletes(CALL(bt_infodata_del_by_task_id_and_pid(102, 103)),
+             deletes(CALL(bt_infodata_del_by_task_id_and_pid, natural(102), natural(103)),
                      "DELETE FROM BT_INFODATA WHERE infodata_task_id = 102 AND infodata_sender_pid = 103;", false),
-             queries(CALL(bt_infodata_query_count(101, 102, 103)), "SELECT COUNT(*) " FIRST, 1),
+             queries(CALL(bt_infodata_query_count, natural(101), natural(102), 103), "SELECT COUNT(*) " FIRST, 1),
              queries(
-                 CALL(bt_infodata_query_count(101, 102, -1)),
+                 CALL(bt_infodata_query_count, natural(101), natural(102), -1),
                  "SELECT COUNT(*) FROM BT_INFODATA WHERE infodata_command = 101 AND infodata_task_id = 102 AND infodata_sender_pid = -1;"),
-             queries(CALL(bt_infodata_query(nullptr, deliver, 101, 102, 103, nullptr)), "SELECT * " FIRST),
-             queries(CALL(bt_infodata_query_all(nullptr, deliver, nullptr)), "SELECT * FROM BT_INFODATA;")},
+             queries(CALL(bt_infodata_query, nullptr, deliver, natural(101), natural(102), 103, nullptr),
+                     "SELECT * " FIRST),
+             queries(CALL(bt_infodata_query_all, nullptr, deliver, nullptr), "SELECT * FROM BT_INFODATA;")},
     };
 }
 

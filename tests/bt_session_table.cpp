@@ -29,22 +29,19 @@ Table bt_session_table() {
         .updates = {{with_record<bt_db_update_session>, {"session_id"}, all_but({"session_id"}, fields)}},
         .listings = {{KORVO_LISTING(bt_db_query_session(file, callback, start, end, context)),
                       "SELECT * FROM BT_SESSION ORDER BY session_id"}},
-        .refusals = {{CALL(bt_db_add_session(nullptr))},
-                     {CALL(bt_db_update_session(nullptr))},
-                     {CALL(bt_db_query_data_by_session_id(1, nullptr))},
-                     {CALL(bt_db_query_data_by_session_id(-1, out))}},
         .operations =
-            {adds(CALL(bt_db_add_session(&third)),
+            {adds(CALL(bt_db_add_session, &third),
                   {"INSERT INTO BT_SESSION ( total_download, total_upload, download_rate, upload_rate, pause_all_time) "
                    "VALUES ( 301, 302, 303, 304, 305);",
                    "SELECT session_id FROM BT_SESSION ORDER BY session_id DESC LIMIT 1;"}),
-             updates(CALL(bt_db_update_session(&by_id)),
+             updates(CALL(bt_db_update_session, &by_id),
                      "UPDATE BT_SESSION SET total_download = 301, total_upload = 302, download_rate = 303, upload_rate "
                      "= 304, pause_all_time = 305 WHERE session_id = 1;"),
-             queries(CALL(bt_db_query_data_by_session_id(1, out)), "SELECT * FROM BT_SESSION WHERE session_id = 1;"),
-             queries(CALL(bt_db_query_session(nullptr, deliver, 0, 0, nullptr)),
+             queries(CALL(bt_db_query_data_by_session_id, natural(1), out),
+                     "SELECT * FROM BT_SESSION WHERE session_id = 1;"),
+             queries(CALL(bt_db_query_session, nullptr, deliver, 0, 0, nullptr),
                      "SELECT * FROM BT_SESSION ORDER BY session_id ;"),
-             queries(CALL(bt_db_query_session(nullptr, deliver, 1, 4, nullptr)),
+             queries(CALL(bt_db_query_session, nullptr, deliver, 1, 4, nullptr),
                      "SELECT * FROM BT_SESSION ORDER BY session_id LIMIT 3 OFFSET 1;")},
     };
 }

@@ -1,19 +1,20 @@
 // HTTP_FTP_TASK, described for the shared suites; with it the listing of both kinds of task.
 
 #include "tables.h"
+#include "task_filters.h"
 
-#include <cstring>
+#include <iterator>
 
 namespace test {
 
-#define FIELD(name) KORVO_FIELD(HttpFtpTaskRecord, name)
+#define FIELD(name) KORVO_FIELD(HttpFtpTaskRecord, task_##name)
 
 static const std::vector<Field> fields = {
-    FIELD(task_id),          FIELD(task_pid),         FIELD(task_filename),         FIELD(task_state),
-    FIELD(task_progress),    FIELD(task_total_size),  FIELD(task_total_downloaded), FIELD(task_download_rate),
-    FIELD(task_start_time),  FIELD(task_finish_time), FIELD(task_time_left),        FIELD(task_is_paused),
-    FIELD(task_type),        FIELD(task_username),    FIELD(task_password),         FIELD(task_errcode),
-    FIELD(task_move_folder), FIELD(task_savename),    FIELD(task_queue_position),
+    FIELD(id),          FIELD(pid),         FIELD(filename),         FIELD(state),
+    FIELD(progress),    FIELD(total_size),  FIELD(total_downloaded), FIELD(download_rate),
+    FIELD(start_time),  FIELD(finish_time), FIELD(time_left),        FIELD(is_paused),
+    FIELD(type),        FIELD(username),    FIELD(password),         FIELD(errcode),
+    FIELD(move_folder), FIELD(savename),    FIELD(queue_position),
 };
 
 // What the whole-record update writes.
@@ -26,19 +27,6 @@ static std::vector<std::string> progress() {
 static const auto third = sample<HttpFtpTaskRecord>(fields, 3);
 static const auto by_address = sample<HttpFtpTaskRecord>(fields, 3, {"task_filename"});
 
-// Without the blank that other tables have before the last bracket.
-static std::string third_inserted() {
-    std::string statement = insertion("HTTP_FTP_TASK", fields, &third);
-    return statement.erase(statement.size() - 3, 1);
-}
-
-static std::int32_t first_address() {
-    char address[1024]; // its first byte is cleared also when the address cannot be read
-    const std::int32_t length = http_ftp_db_query_filename_by_task_id(1, address);
-    std::memcpy(scratch, address, length < 0 ? 0 : sizeof address);
-    return length;
-}
-
 static HttpFtpTaskRecord *const out = scratch_record<HttpFtpTaskRecord>();
 static const std::int32_t lowest = INT32_MIN;
 static const std::int64_t large = INT64_MIN;
@@ -47,7 +35,6 @@ static const std::int64_t large = INT64_MIN;
 #define SELECT "SELECT * FROM HTTP_FTP_TASK "
 #define COUNT "SELECT COUNT(*) FROM HTTP_FTP_TASK "
 #define SET "UPDATE HTTP_FTP_TASK SET \t"
-#define UNFINISHED(paused) "(task_is_paused = " paused ") AND (task_state = 2 OR task_state = 1)"
 #define QUEUED "WHERE task_state = 1 AND task_is_paused = 0"
 #define RUNNING "WHERE task_state = 2 AND task_is_paused = 0"
 #define OLDEST " ORDER BY task_id ASC LIMIT 1;"
@@ -55,152 +42,109 @@ static const std::int64_t large = INT64_MIN;
 #define HTTP "(task_filename like 'http%')"
 #define FTP "(task_filename like 'ftp%')"
 
-// A query of the downloader, over rows that it finds.
-static Operation picks(const char *name, Call call, const char *statement, const char *rows,
-                       std::int32_t success = BTDB_OK) {
-    Operation operation = queries(name, call, statement, success);
-    operation.before = rows;
+// On rows of which each query of the downloader finds some.
+static Operation dispatches(Operation operation) {
+    operation.before = "INSERT INTO HTTP_FTP_TASK (task_state, task_is_paused, task_pid, task_type, task_filename) "
+                       "VALUES (1, 0, 0, 0, 'http:'), (1, 0, 0, 1, 'ftp:'), (2, 0, 0, 0, 'http:'), "
+                       "(2, 0, 0, 0, 'ftp:'), (2, 0, 7, 1, 'x'), (2, 0, 8, 1, 'http:')";
     return operation;
 }
-#define ROWS(values) "UPDATE HTTP_FTP_TASK SET task_is_paused = 0, task_pid = 0, " values
-#define QUEUED_ROWS(type, scheme) ROWS("task_state = 1, task_type = " type ", task_filename = '" scheme "'")
-#define RUNNING_ROWS(type, scheme) ROWS("task_state = 2, task_type = " type ", task_filename = '" scheme "'")
 
-// The listing of both kinds needs the other table too.
-static Operation lists_both(const char *name, Call call, const char *statement) {
-    return picks(name, call, statement, bt_task_table().schema[0].c_str());
+// The listing of both kinds needs the other table too. A finished task goes with BitTorrent's state 5 in it.
+static Operation lists_both(std::int32_t filter) {
+    const std::string bt_part =
+        "SELECT task_start_time,task_id,task_torrent_name,task_state,task_download_rate,task_upload_rate,task_rating,"
+        "task_total_wanted_done,\ttask_total_wanted,task_progress,task_finish_time,task_time_left,task_is_paused,"
+        "task_queue_position, 0,'bt' FROM BT_TASK ";
+    const std::string http_ftp_part =
+        " \tunion SELECT task_start_time,task_id,task_filename,task_state,task_download_rate,0,0,"
+        "task_total_downloaded,task_total_size,task_progress,task_finish_time,\ttask_time_left,task_is_paused, "
+        "task_queue_position, task_errcode, 'http' FROM HTTP_FTP_TASK ";
+    std::string where = http_ftp_where[filter == BT_TASK_FILTER_STATE_5 ? HTTP_FTP_TASK_FILTER_FINISHED : filter];
+    if (filter == BT_TASK_FILTER_PAUSED) {
+        where.insert(where.find('('), " ");
+    }
+    Operation operation =
+        queries(call_of("both kinds " + std::to_string(filter), tq_db_query_task, nullptr, deliver, -1,
+                        up_to(9, filter), 9, up_to(6, filter), nullptr),
+                bt_part + bt_where[filter] + http_ftp_part + where + " ORDER BY task_start_time LIMIT " +
+                    std::to_string(9 - filter) + " OFFSET " + std::to_string(filter));
+    operation.before = bt_task_table().schema[0];
+    return operation;
 }
-#define BOTH(bt_where, http_ftp_where, page)                                                                           \
-    "SELECT task_start_time,task_id,task_torrent_name,task_state,task_download_rate,task_upload_rate,task_rating,"     \
-    "task_total_wanted_done,\ttask_total_wanted,task_progress,task_finish_time,task_time_left,task_is_paused,"         \
-    "task_queue_position, 0,'bt' FROM BT_TASK " bt_where " \tunion SELECT task_start_time,task_id,task_filename,"      \
-    "task_state,task_download_rate,0,0,task_total_downloaded,task_total_size,task_progress,task_finish_time,\t"        \
-    "task_time_left,task_is_paused, task_queue_position, task_errcode, 'http' FROM HTTP_FTP_TASK " http_ftp_where      \
-    " ORDER BY task_start_time " page
-#define BT_UNFINISHED(paused)                                                                                          \
-    "WHERE (task_is_paused = " paused ") AND (task_state >= 1 AND task_state <= 4 OR task_state = 7)"
 
 static std::vector<Operation> task_operations() {
-    return {
-        deletes(CALL(http_ftp_db_del_task(4, &lowest)), "DELETE FROM HTTP_FTP_TASK WHERE task_progress = -2147483648;"),
-        adds(CALL(http_ftp_db_add_task(&third)), {third_inserted()}),
-        updates(CALL(http_ftp_db_update_task(&by_address)),
+    std::vector<Operation> all = {
+        deletes(CALL(http_ftp_db_del_task, 4, &lowest), "DELETE FROM HTTP_FTP_TASK WHERE task_progress = -2147483648;"),
+        adds(CALL(http_ftp_db_add_task, &third), {insertion("HTTP_FTP_TASK", fields, &third, "", "")}),
+        updates(CALL(http_ftp_db_update_task, &by_address),
                 SET + assignments(fields, &by_address, progress()) + " \tWHERE task_filename = 't1''02';"),
-        updates(CALL(http_ftp_db_update_pid_by_task_id(1, -7)), SET "task_pid = -7 \tWHERE task_id = 1;"),
-        updates(CALL(http_ftp_db_update_task_field_by_id(1, 7, &large)),
+        updates(CALL(http_ftp_db_update_pid_by_task_id, 1, -7), SET "task_pid = -7 \tWHERE task_id = 1;"),
+        updates(CALL(http_ftp_db_update_task_field_by_id, 1, 7, &large),
                 SET "task_download_rate = -9223372036854775808 \tWHERE task_id = 1;"),
-        queries(CALL(first_address()), "SELECT task_filename FROM HTTP_FTP_TASK WHERE task_id = 1;", 5),
-        queries(CALL(http_ftp_db_query_pid_by_task_id(1)), "SELECT task_pid FROM HTTP_FTP_TASK WHERE task_id = 1;",
-                101),
-        queries(CALL(http_ftp_db_query_data_by_task_id(1, out)), SELECT "WHERE task_id = 1;"),
-        queries(CALL(http_ftp_db_query_latest_task_id()),
+        updates(CALL(http_ftp_db_update_task_field_by_pid, 101, 7, &large),
+                SET "task_download_rate = -9223372036854775808 \tWHERE task_pid = 101;"),
+        queries(CALL(read_text<http_ftp_db_query_filename_by_task_id>, natural(1), scratch),
+                "SELECT task_filename FROM HTTP_FTP_TASK WHERE task_id = 1;", 5),
+        queries(CALL(http_ftp_db_query_pid_by_task_id, natural(1)),
+                "SELECT task_pid FROM HTTP_FTP_TASK WHERE task_id = 1;", 101),
+        queries(CALL(http_ftp_db_query_data_by_task_id, natural(1), out), SELECT "WHERE task_id = 1;"),
+        queries(CALL(http_ftp_db_query_latest_task_id),
                 "SELECT task_id FROM HTTP_FTP_TASK ORDER BY task_id DESC LIMIT 1;", 2),
-
-        picks(CALL(http_ftp_db_query_next_queued_task(out, 0)), SELECT QUEUED " " OLDEST, QUEUED_ROWS("9", "x")),
-        picks(CALL(http_ftp_db_query_next_queued_task(out, 1)), SELECT QUEUED " AND task_id != 1" OLDEST,
-              QUEUED_ROWS("9", "x")),
-        picks(CALL(http_ftp_db_query_next_queued_task_no_rapidshare(out, -1)),
-              SELECT QUEUED " AND task_type = 0 " OLDEST, QUEUED_ROWS("0", "x")),
-        picks(CALL(http_ftp_db_query_next_queued_task_only_rapidshare(out, INT32_MIN)),
-              SELECT QUEUED " AND task_type = 1 " OLDEST, QUEUED_ROWS("1", "x")),
-        picks(CALL(http_ftp_db_query_next_running_task(out, INT32_MAX)),
-              SELECT RUNNING " AND task_id != 2147483647" NEWEST, RUNNING_ROWS("9", "x")),
-        picks(CALL(http_ftp_db_query_next_running_task_without_pid(out)), SELECT RUNNING " AND task_pid = 0" NEWEST,
-              RUNNING_ROWS("9", "x")),
-        picks(CALL(http_db_query_next_running_task(out, 2)), SELECT RUNNING " AND " HTTP " AND task_id != 2" NEWEST,
-              RUNNING_ROWS("9", "http:")),
-        picks(CALL(http_db_query_next_queued_task_no_rapidshare(out, 0)),
-              SELECT QUEUED " AND task_type = 0 AND " HTTP " " OLDEST, QUEUED_ROWS("0", "http:")),
-        picks(CALL(ftp_db_query_next_running_task(out, 0)), SELECT RUNNING " AND " FTP " " NEWEST,
-              RUNNING_ROWS("9", "ftp:")),
-        picks(CALL(ftp_db_query_next_queued_task(out, 1)), SELECT QUEUED " AND " FTP " AND task_id != 1" OLDEST,
-              QUEUED_ROWS("9", "ftp:")),
-        picks(CALL(http_ftp_db_query_running_task_count()), COUNT RUNNING ";", RUNNING_ROWS("9", "x"), 2),
-        picks(CALL(http_ftp_db_query_running_task_count_only_rapidshare()), COUNT RUNNING " AND task_type = 1;",
-              RUNNING_ROWS("1", "x"), 2),
-        picks(CALL(http_ftp_db_query_running_task_count_without_pid()), COUNT RUNNING " AND task_pid = 0;",
-              RUNNING_ROWS("9", "x"), 2),
-        picks(CALL(http_db_query_running_task_count()), COUNT RUNNING " AND " HTTP ";", RUNNING_ROWS("9", "http:"), 2),
-        picks(CALL(ftp_db_query_running_task_count()), COUNT RUNNING " AND " FTP ";", RUNNING_ROWS("9", "ftp:"), 2),
-        updates(CALL(http_ftp_db_update_pid_to_zero()), "UPDATE HTTP_FTP_TASK SET task_pid = 0;"),
-        updates(CALL(http_ftp_db_update_download_rate_to_zero()), "UPDATE HTTP_FTP_TASK SET task_download_rate = 0;"),
-        {CALL(http_ftp_db_update_no_pid_runninig_task_to_queue()),
-         BTDB_OK,
-         BTDB_ERR_UPDATE,
-         {"UPDATE HTTP_FTP_TASK set task_state = 1 " RUNNING " AND task_pid = 0;"},
-         true,
-         RUNNING_ROWS("9", "x")},
-
-        queries(CALL(http_ftp_db_query_task_count(0)), COUNT ";", 2),
-        queries(CALL(http_ftp_db_query_task_count(1)), COUNT "WHERE " UNFINISHED("0") ";"),
-        queries(CALL(http_ftp_db_query_task_count(2)), COUNT "WHERE task_state = 3;"),
-        queries(CALL(http_ftp_db_query_task_count(3)), COUNT "WHERE task_state = 2 AND task_download_rate > 0;"),
-        queries(CALL(http_ftp_db_query_task_count(4)), COUNT "WHERE task_download_rate = 0;"),
-        queries(CALL(http_ftp_db_query_task_count(5)), COUNT "WHERE " UNFINISHED("1") ";"),
-        queries(CALL(http_ftp_db_query_task_count_by_filename("t1'02")), COUNT "WHERE task_filename = 't1''02';", 1),
-        queries(CALL(http_ftp_db_query_task(nullptr, deliver, -1, 0, 0, 0, nullptr)), SELECT "  ;"),
-        queries(CALL(http_ftp_db_query_task(nullptr, deliver, 0, 10, 20, 5, nullptr)),
-                SELECT "WHERE " UNFINISHED("1") "  LIMIT 10 OFFSET 10;"),
-
-        lists_both(CALL(tq_db_query_task(nullptr, deliver, -1, 0, 0, 0, nullptr)), BOTH("", "", "")),
-        lists_both(CALL(tq_db_query_task(nullptr, deliver, 0, 0, 5, 1, nullptr)),
-                   BOTH(BT_UNFINISHED("0"), "WHERE " UNFINISHED("0"), "LIMIT 5 OFFSET 0")),
-        lists_both(CALL(tq_db_query_task(nullptr, deliver, 0, 7, 7, 2, nullptr)),
-                   BOTH("WHERE task_state = 5 OR task_state = 6", "WHERE task_state = 3", "LIMIT 0 OFFSET 7")),
-        lists_both(
-            CALL(tq_db_query_task(nullptr, deliver, 0, 0, 0, 3, nullptr)),
-            BOTH("WHERE task_state >= 1 AND task_state <= 6 AND (task_download_rate > 0 OR task_upload_rate > 0)",
-                 "WHERE task_state = 2 AND task_download_rate > 0", "")),
-        lists_both(
-            CALL(tq_db_query_task(nullptr, deliver, 0, 0, 0, 4, nullptr)),
-            BOTH("WHERE task_state >= 1 AND task_state <= 7 AND (task_download_rate = 0 AND task_upload_rate = 0)",
-                 "WHERE task_download_rate = 0", "")),
-        lists_both(CALL(tq_db_query_task(nullptr, deliver, 0, 0, 0, 5, nullptr)),
-                   BOTH(BT_UNFINISHED("1"), "WHERE  " UNFINISHED("1"), "")),
-        lists_both(CALL(tq_db_query_task(nullptr, deliver, 0, 0, 0, 6, nullptr)),
-                   BOTH("WHERE task_state = 5", "WHERE task_state = 3", "")),
+        queries(CALL(http_ftp_db_query_task_count_by_filename, "t1'02"), COUNT "WHERE task_filename = 't1''02';", 1),
+        queries(CALL(http_ftp_db_query_task, nullptr, deliver, -1, 0, 0, HTTP_FTP_TASK_FILTER_ALL, nullptr),
+                SELECT "  ;"),
+        queries(
+            CALL(http_ftp_db_query_task, nullptr, deliver, 0, 10, 20, up_to(5, HTTP_FTP_TASK_FILTER_FINISHED), nullptr),
+            SELECT "WHERE task_state = 3  LIMIT 10 OFFSET 10;"),
+        updates(CALL(http_ftp_db_update_pid_to_zero), "UPDATE HTTP_FTP_TASK SET task_pid = 0;"),
+        updates(CALL(http_ftp_db_update_download_rate_to_zero), "UPDATE HTTP_FTP_TASK SET task_download_rate = 0;"),
+        dispatches(updates(CALL(http_ftp_db_update_no_pid_runninig_task_to_queue),
+                           "UPDATE HTTP_FTP_TASK set task_state = 1 " RUNNING " AND task_pid = 0;")),
     };
+    const std::pair<Call, const char *> picks[] = {
+        {CALL(http_ftp_db_query_next_queued_task, out, 0), QUEUED " " OLDEST},
+        {CALL(http_ftp_db_query_next_queued_task, out, 1), QUEUED " AND task_id != 1" OLDEST},
+        {CALL(http_ftp_db_query_next_queued_task_no_rapidshare, out, -1), QUEUED " AND task_type = 0 " OLDEST},
+        {CALL(http_ftp_db_query_next_queued_task_only_rapidshare, out, INT32_MIN), QUEUED " AND task_type = 1 " OLDEST},
+        {CALL(http_ftp_db_query_next_running_task, out, INT32_MAX), RUNNING " AND task_id != 2147483647" NEWEST},
+        {CALL(http_ftp_db_query_next_running_task_without_pid, out), RUNNING " AND task_pid = 0" NEWEST},
+        {CALL(http_db_query_next_running_task, out, 2), RUNNING " AND " HTTP " AND task_id != 2" NEWEST},
+        {CALL(http_db_query_next_queued_task_no_rapidshare, out, 0), QUEUED " AND task_type = 0 AND " HTTP " " OLDEST},
+        {CALL(ftp_db_query_next_running_task, out, 0), RUNNING " AND " FTP " " NEWEST},
+        {CALL(ftp_db_query_next_queued_task, out, 1), QUEUED " AND " FTP " AND task_id != 1" OLDEST},
+    };
+    for (const auto &[call, where] : picks) {
+        all.push_back(dispatches(queries(call, SELECT + std::string(where))));
+    }
+    const std::tuple<Call, const char *, int> counts[] = {
+        {CALL(http_ftp_db_query_running_task_count), RUNNING ";", 4},
+        {CALL(http_ftp_db_query_running_task_count_only_rapidshare), RUNNING " AND task_type = 1;", 2},
+        {CALL(http_ftp_db_query_running_task_count_without_pid), RUNNING " AND task_pid = 0;", 2},
+        {CALL(http_db_query_running_task_count), RUNNING " AND " HTTP ";", 2},
+        {CALL(ftp_db_query_running_task_count), RUNNING " AND " FTP ";", 1},
+    };
+    for (const auto &[call, where, count] : counts) {
+        all.push_back(dispatches(queries(call, COUNT + std::string(where), count)));
+    }
+    for (std::int32_t filter = 0; filter < std::ssize(http_ftp_where); ++filter) {
+        all.push_back(
+            queries(call_of("count " + std::to_string(filter), http_ftp_db_query_task_count, up_to(5, filter)),
+                    COUNT + std::string(http_ftp_where[filter]) + ";", filter == HTTP_FTP_TASK_FILTER_ALL ? 2 : 0));
+    }
+    for (std::int32_t filter = 0; filter < std::ssize(bt_where); ++filter) {
+        all.push_back(lists_both(filter));
+    }
+    return all;
 }
-
-static const std::vector<Refusal> refusals = {
-    {CALL(http_ftp_db_add_task(nullptr))},
-    {CALL(http_ftp_db_update_task(nullptr))},
-    {CALL(http_ftp_db_update_task_field_by_id(1, 3, nullptr))},
-    {CALL(http_ftp_db_update_task_field_by_pid(1, 3, nullptr))},
-    {CALL(http_ftp_db_query_filename_by_task_id(1, nullptr))},
-    {CALL(http_ftp_db_query_filename_by_task_id(-1, scratch))},
-    {CALL(http_ftp_db_query_pid_by_task_id(-1))},
-    {CALL(http_ftp_db_query_data_by_task_id(1, nullptr))},
-    {CALL(http_ftp_db_query_data_by_task_id(-1, out))},
-    {CALL(http_ftp_db_query_next_queued_task(nullptr, 0))},
-    {CALL(http_ftp_db_query_next_queued_task_no_rapidshare(nullptr, 0))},
-    {CALL(http_ftp_db_query_next_queued_task_only_rapidshare(nullptr, 0))},
-    {CALL(http_ftp_db_query_next_running_task(nullptr, 0))},
-    {CALL(http_ftp_db_query_next_running_task_without_pid(nullptr))},
-    {CALL(http_db_query_next_running_task(nullptr, 0))},
-    {CALL(http_db_query_next_queued_task_no_rapidshare(nullptr, 0))},
-    {CALL(ftp_db_query_next_running_task(nullptr, 0))},
-    {CALL(ftp_db_query_next_queued_task(nullptr, 0))},
-    {CALL(http_ftp_db_query_task_count(6))},
-    {CALL(http_ftp_db_query_task_count(-1))},
-    {CALL(http_ftp_db_query_task(nullptr, deliver, 0, 0, 0, 6, nullptr))},
-    {CALL(http_ftp_db_query_task(nullptr, deliver, 0, 0, 0, INT32_MIN, nullptr))},
-    {CALL(http_ftp_db_query_task_count_by_filename(nullptr))},
-    {CALL(tq_db_query_task(nullptr, deliver, 0, 0, 0, 7, nullptr))},
-    {CALL(tq_db_query_task(nullptr, deliver, 0, 0, 0, -1, nullptr))},
-    {CALL(tq_db_query_task(nullptr, deliver, 0, 2, 1, 0, nullptr))},
-    {CALL(tq_db_query_task(nullptr, deliver, 0, -1, 0, 0, nullptr))},
-};
 
 // The rate is narrow in the record and wide for these.
 template <auto update> static std::int32_t set(std::int32_t key, std::uint32_t field, const void *value) {
-    std::int32_t rate = 0;
-    if (value != nullptr && field == HTTP_FTP_TASK_FIELD_DOWNLOAD_RATE) {
-        std::memcpy(&rate, value, sizeof rate);
-        const std::int64_t wide = rate;
-        return update(key, field, &wide);
+    if (value == nullptr || field != HTTP_FTP_TASK_FIELD_DOWNLOAD_RATE) {
+        return update(key, field, value);
     }
-    return update(key, field, value);
+    const std::int64_t wide = *static_cast<const std::int32_t *>(value);
+    return update(key, field, &wide);
 }
 
 Table http_ftp_task_table() {
@@ -220,12 +164,8 @@ Table http_ftp_task_table() {
         .add = with_record<http_ftp_db_add_task>,
         .reads = {read_by<&HttpFtpTaskRecord::task_id, http_ftp_db_query_data_by_task_id>},
         .updates = {{with_record<http_ftp_db_update_task>, {"task_filename"}, progress()},
-                    {[](const void *record) {
-                         const auto &task = *static_cast<const HttpFtpTaskRecord *>(record);
-                         return http_ftp_db_update_pid_by_task_id(task.task_id, task.task_pid);
-                     },
-                     {"task_id"},
-                     {"task_pid"}}},
+                    sets("task_id", &HttpFtpTaskRecord::task_id, "task_pid", &HttpFtpTaskRecord::task_pid,
+                         http_ftp_db_update_pid_by_task_id)},
         .setters = {{"by id",
                      set<http_ftp_db_update_task_field_by_id>,
                      "task_id",
@@ -238,7 +178,6 @@ Table http_ftp_task_table() {
         .selectors = {0, 1, 2, 3, 4},
         .listings = {{KORVO_LISTING(http_ftp_db_query_task(file, callback, 0, start, end, 0, context)),
                       "SELECT * FROM HTTP_FTP_TASK"}},
-        .refusals = refusals,
         .operations = task_operations(),
     };
 }

@@ -185,14 +185,15 @@ std::string creation(const char *table, const std::vector<Field> &fields, const 
     return "CREATE TABLE " + std::string(table) + " \t( " + joined(columns, ", \t") + end + ");";
 }
 
-std::string insertion(const char *table, const std::vector<Field> &fields, const void *record, const char *end) {
+std::string insertion(const char *table, const std::vector<Field> &fields, const void *record, const char *end,
+                      const char *end_of_values) {
     std::vector<std::string> columns, values;
     for (std::size_t at = 1; at < fields.size(); ++at) {
         columns.emplace_back(fields[at].column);
         values.push_back(argument_in(record, fields[at]));
     }
     return "INSERT INTO " + std::string(table) + " \t( " + joined(columns, ", \t") + end + ") \tVALUES \t( " +
-           joined(values) + " );";
+           joined(values) + end_of_values + ");";
 }
 
 std::string assignments(const std::vector<Field> &fields, const void *record, const std::vector<std::string> &columns) {
@@ -293,28 +294,27 @@ void fill(const Table &table, int count) {
 std::vector<Operation> operations(const Table &table) {
     const std::string name = table.name;
     std::vector<Operation> all = {
-        {"create", table.create, BTDB_OK, BTDB_ERR_TABLE, table.schema},
-        {"drop", table.drop, BTDB_OK, BTDB_ERR_TABLE, {"DROP TABLE " + name + ";"}, table.drop_and_remove_wait},
-        {"flush", table.flush, BTDB_OK, BTDB_ERR_FLUSH, {"DELETE FROM " + name + ";"}},
+        {{"create", table.create}, BTDB_OK, BTDB_ERR_TABLE, table.schema},
+        {{"drop", table.drop}, BTDB_OK, BTDB_ERR_TABLE, {"DROP TABLE " + name + ";"}, table.drop_and_remove_wait},
+        {{"flush", table.flush}, BTDB_OK, BTDB_ERR_FLUSH, {"DELETE FROM " + name + ";"}},
     };
     const Record first(table, 1), third(table, 3);
     for (const std::uint32_t selector : table.selectors) {
-        const auto remove = [call = table.remove, selector, first] { return call(selector, first.field(selector)); };
-        all.push_back(deletes("delete by " + std::string(table.fields[selector].column), remove,
-                              "DELETE FROM " + name + " WHERE " + table.fields[selector].column + " = " +
-                                  first.row()[selector] + ";",
+        const std::string column = table.fields[selector].column;
+        all.push_back(deletes({"delete by " + column, [call = table.remove, selector,
+                                                       first] { return call(selector, first.field(selector)); }},
+                              "DELETE FROM " + name + " WHERE " + column + " = " + first.row()[selector] + ";",
                               table.drop_and_remove_wait));
     }
     for (const Setter &setter : table.setters) {
-        const std::size_t key = position_of(table.fields, setter.key);
+        const std::string key = first.row()[position_of(table.fields, setter.key)];
         for (const std::uint32_t position : setter.positions) {
-            const auto set = [call = setter.call, id = std::stoi(first.row()[key]), position, third] {
-                return call(id, position, third.field(position));
-            };
-            all.push_back(updates(std::string(setter.name) + " " + table.fields[position].column, set,
-                                  "UPDATE " + name + " SET \t" + table.fields[position].column + " = " +
-                                      third.row()[position] + " \tWHERE " + setter.key + " = " + first.row()[key] +
-                                      ";"));
+            const std::string column = table.fields[position].column;
+            all.push_back(
+                updates({setter.name + (" " + column), [call = setter.call, id = std::stoi(key), position,
+                                                        third] { return call(id, position, third.field(position)); }},
+                        "UPDATE " + name + " SET \t" + column + " = " + third.row()[position] + " \tWHERE " +
+                            setter.key + " = " + key + ";"));
         }
     }
     all.insert(all.end(), table.operations.begin(), table.operations.end());

@@ -8,9 +8,11 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <functional>
 #include <limits>
 #include <string>
+#include <tuple>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -45,11 +47,16 @@ template <class T> constexpr Kind kind_of() {
 // For an operation that reports failures with SQLite's own code.
 constexpr std::int32_t sqlite_code = std::numeric_limits<std::int32_t>::max();
 
-// One call, made on a table that holds sample records 1 and 2 as its rows.
-// Reads go to `scratch`, listings to `deliver`.
-struct Operation {
+// A call by its wording, and the same call with one argument at, or past, an end of what it may be.
+struct Call {
     std::string name;
     std::function<std::int32_t()> call;
+    std::vector<std::function<std::int32_t()>> accepted = {}, refused = {};
+};
+
+// One call, made on a table that holds sample records 1 and 2 as its rows.
+// Reads go to `scratch`, listings to `deliver`.
+struct Operation : Call {
     std::int32_t success;
     std::int32_t failure;                // the table is missing, the file is locked, memory ran out
     std::vector<std::string> statements; // as SQLite receives them, each on a connection of its own
@@ -79,11 +86,6 @@ struct Listing {
     bool paged = true;
 };
 
-struct Refusal {
-    const char *name;
-    std::int32_t (*call)(); // with an argument that is out of order
-};
-
 struct Table {
     const char *name;
     std::vector<std::string> schema; // the CREATE statements as SQLite is to receive them, the table's first
@@ -101,7 +103,6 @@ struct Table {
     std::vector<std::uint32_t> selectors = {}; // those that it serves
     bool drop_and_remove_wait = true;          // for a lock
     std::vector<Listing> listings;
-    std::vector<Refusal> refusals;
     std::vector<Operation> operations; // besides those that follow from the members above
 };
 
@@ -160,36 +161,101 @@ template <auto key, auto operation> std::int32_t read_by(const void *keys, void 
     return read(key, operation, keys, record);
 }
 
+// An update of one column: it takes the key and the value.
+template <class T, class Key, class Value, class Function>
+Update sets(const char *key_column, Key T::*key, const char *column, Value T::*value, Function *function) {
+    return {[=](void *record) { return function(as<T>(record).*key, as<T>(record).*value); }, {key_column}, {column}};
+}
+
+// A text that is read into a buffer of 1024 bytes. The buffer's first byte is cleared also where there is no row.
+template <auto query> std::int32_t read_text(std::int32_t id, char *buffer) {
+    char own[1024];
+    const std::int32_t length = query(id, buffer != nullptr ? own : nullptr);
+    if (length >= 0) {
+        std::memcpy(buffer, own, sizeof own);
+    }
+    return length;
+}
+
 // ---- Statements as SQLite is to receive them
 
 // What stands before the closing bracket of the columns differs from table to table.
 std::string creation(const char *table, const std::vector<Field> &fields, const char *end = "");
-std::string insertion(const char *table, const std::vector<Field> &fields, const void *record, const char *end = "");
+std::string insertion(const char *table, const std::vector<Field> &fields, const void *record, const char *end = "",
+                      const char *end_of_values = " ");
 // As an UPDATE sets them: "a = 1, \tb = 'it''s'", in the order of the columns.
 std::string assignments(const std::vector<Field> &fields, const void *record, const std::vector<std::string> &columns);
-
-// A call and its wording, for lists of operations and refusals.
-#define KORVO_CALL(...) #__VA_ARGS__, [] { return __VA_ARGS__; }
 
 // A listing that passes on `file`, `callback`, `context` and, when it is paged, `start` and `end`.
 #define KORVO_LISTING(...)                                                                                             \
     [](const char *file, TqRowCallback callback, [[maybe_unused]] std::int32_t start,                                  \
        [[maybe_unused]] std::int32_t end, void *context) { return __VA_ARGS__; }
 
+// ---- Calls
+
+// An argument that may be anything from 0 to the highest, and nothing else.
+struct Limited {
+    std::int32_t value;
+    std::int32_t highest;
+};
+inline Limited up_to(std::int32_t highest, std::int32_t value) {
+    return {value, highest};
+}
+inline Limited natural(std::int32_t value) {
+    return up_to(std::numeric_limits<std::int32_t>::max(), value);
+}
+
+template <class Argument> const Argument &value_of(const Argument &argument) {
+    return argument;
+}
+inline std::int32_t value_of(const Limited &argument) {
+    return argument.value;
+}
+
+// Refused are also a record and a text that are NULL. A callback may be, and what is NULL in the call itself.
+template <std::size_t at, class Function, class Arguments, class Argument>
+void vary(Call &call, Function *function, const Arguments &arguments, const Argument &argument) {
+    const auto with = [&](const auto &value) {
+        Arguments varied = arguments;
+        std::get<at>(varied) = value;
+        return [=] { return std::apply(function, varied); };
+    };
+    if constexpr (std::is_same_v<Argument, Limited>) {
+        call.accepted.insert(call.accepted.end(), {with(0), with(argument.highest)});
+        call.refused.insert(call.refused.end(), {with(-1), with(std::numeric_limits<std::int32_t>::min())});
+        if (argument.highest < std::numeric_limits<std::int32_t>::max()) {
+            call.refused.push_back(with(argument.highest + 1));
+        }
+    } else if constexpr (std::is_pointer_v<Argument> && !std::is_function_v<std::remove_pointer_t<Argument>>) {
+        call.refused.push_back(with(nullptr));
+    }
+}
+
+template <class... Parameters, class... Arguments>
+Call call_of(std::string name, std::int32_t (*function)(Parameters...), Arguments... arguments) {
+    const std::tuple<Parameters...> values(value_of(arguments)...);
+    Call call = {std::move(name), [=] { return std::apply(function, values); }};
+    [&]<std::size_t... at>(std::index_sequence<at...> /*positions*/) {
+        (vary<at>(call, function, values, arguments), ...);
+    }
+    (std::index_sequence_for<Arguments...>());
+    return call;
+}
+#define KORVO_CALL(function, ...) test::call_of(#function "(" #__VA_ARGS__ ")", function __VA_OPT__(, ) __VA_ARGS__)
+
 // Operations by what their failure is called.
-using Call = std::function<std::int32_t()>;
-inline Operation deletes(std::string name, Call call, std::string statement, bool waits = true) {
-    return {std::move(name), std::move(call), BTDB_OK, BTDB_ERR_DELETE, {std::move(statement)}, waits};
+inline Operation deletes(Call call, std::string statement, bool waits = true) {
+    return {std::move(call), BTDB_OK, BTDB_ERR_DELETE, {std::move(statement)}, waits};
 }
-inline Operation updates(std::string name, Call call, std::string statement) {
-    return {std::move(name), std::move(call), BTDB_OK, BTDB_ERR_UPDATE, {std::move(statement)}};
+inline Operation updates(Call call, std::string statement) {
+    return {std::move(call), BTDB_OK, BTDB_ERR_UPDATE, {std::move(statement)}};
 }
-inline Operation queries(std::string name, Call call, std::string statement, std::int32_t success = BTDB_OK) {
-    return {std::move(name), std::move(call), success, BTDB_ERR_QUERY, {std::move(statement)}};
+inline Operation queries(Call call, std::string statement, std::int32_t success = BTDB_OK) {
+    return {std::move(call), success, BTDB_ERR_QUERY, {std::move(statement)}};
 }
 // The third row's add, by the INSERT and, where the identifier is read by a statement of its own, that statement.
-inline Operation adds(std::string name, Call call, std::vector<std::string> statements, std::int32_t success = 3) {
-    return {std::move(name), std::move(call), success, BTDB_ERR_INSERT, std::move(statements)};
+inline Operation adds(Call call, std::vector<std::string> statements, std::int32_t success = 3) {
+    return {std::move(call), success, BTDB_ERR_INSERT, std::move(statements)};
 }
 
 } // namespace test
