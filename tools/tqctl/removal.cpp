@@ -94,7 +94,7 @@ std::string percent_decoded(const std::string &name) {
         out += escape ? static_cast<char>(digit(name[i + 1]) * 16 + digit(name[i + 2])) : name[i];
         i += escape ? 2 : 0;
     }
-    return out.c_str(); // an encoded NUL ends it
+    return out.substr(0, out.find('\0')); // an encoded NUL ends it
 }
 
 void plan_http(Plan &plan, std::int32_t id, bool data_too) {
