@@ -30,6 +30,10 @@ install(FILES ${PROJECT_BINARY_DIR}/korvo_bt-config.cmake ${PROJECT_BINARY_DIR}/
 
 if(KORVO_BUILD_TOOL)
     install(TARGETS tqctl RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tool)
+    install(FILES ${PROJECT_SOURCE_DIR}/tools/tqctl/share/tqctl.1
+        DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tool)
+    install(FILES ${PROJECT_SOURCE_DIR}/tools/tqctl/share/tqctl.bash
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME tqctl COMPONENT tool)
 endif()
 
 if(KORVO_BUILD_REFERENCE)

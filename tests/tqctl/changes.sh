@@ -26,3 +26,17 @@ tq show --hash $hash
 tq show --name two
 tq show --name "one' OR '1'='1"
 tq count --filter all
+
+say 'Several at once: ranges take what is there, and without a single one that is named nothing happens.'
+for name in four five six; do "$tqctl" add --name $name >/dev/null; done
+tq set 3-4,6 --marker 5
+tq show 3-9 | grep -E 'task_id|record|^$'
+tq show 1,3 --json | grep -o '"task_id":[0-9]*'
+tq forget 1 2 3
+tq forget 7-9
+tq forget 3-5 6
+tq forget 2-1
+tq list --kind bt --columns id
+tq forget all
+tq forget all
+tq count --filter all

@@ -49,7 +49,7 @@ tq show 1 --name n
 tq set 1
 tq set --marker 1
 tq forget
-tq forget 1 2
+tq forget 1 2-x
 tq count --filter all
 
 say 'A reader that went away and a full disk are failures, and an added task is named.'
@@ -61,11 +61,3 @@ status into 8 add --name n
 mkfifo pipe && exec 7<>pipe 8>pipe 7>&- # a pipe whose only reader is gone
 status into 8 list
 exec 8>&-
-
-say 'Help is there for everything and fits 80 columns.'
-for command in '' init doctor backup export import add list show count set forget next recover files info session rss 'rss feeds' 'rss items' 'rss add' 'rss mark' \
-    'rss remove' job 'job list' 'job add' 'job set' 'job remove' account 'account list' 'account add' 'account set' \
-    'account remove' remove schedule 'schedule set' notify 'notify set' 'notify send'; do
-    "$tqctl" $command --help >help && echo "$(head -1 help)"
-    awk 'length > 80 { print "too wide: " $0 }' help
-done

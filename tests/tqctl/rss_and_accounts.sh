@@ -5,7 +5,7 @@ say 'Items and their feeds.'
 tq rss add --url http://a.example/feed --title "It's one" --feed Alpha --keyword k --enclosure http://a.example/1
 "$tqctl" rss add --url http://a.example/feed --title two --feed Alpha --downloaded 1
 "$tqctl" rss add --url http://b.example/feed --title three --feed Beta
-tq rss mark 3
+tq rss mark 2-9,3
 tq rss mark 2 --keyword "it's" --feed Gamma
 tq rss mark 9
 tq rss items

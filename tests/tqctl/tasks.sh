@@ -49,3 +49,12 @@ on_terminal 80 "$tqctl" list --kind bt
 on_terminal 60 "$tqctl" list --kind bt --filter finished
 on_terminal 80 "$tqctl" list --filter running --page 2
 on_terminal 80 "$tqctl" show 2 | head -2
+
+say 'Sorted, the columns that are wanted, and colours only where they are wanted.'
+tq list --kind bt --sort DONE --reverse --columns id,done,status --per-page 2
+tq list --sort name --columns id,name --no-header --page 2 --per-page 3
+tq list --kind bt --sort frobnication
+tq list --kind bt --color always --columns id,status | sed 's/\x1b/^[/g'
+NO_COLOR='' TERM=xterm on_terminal 80 "$tqctl" list --kind bt --filter running --columns status,name | sed 's/\x1b/^[/g'
+NO_COLOR='' TERM=xterm on_terminal 80 "$tqctl" list --kind bt --filter running --columns name --color never
+tq list --color sometimes

@@ -1,5 +1,6 @@
 // What strangers send: magnet links, and names that must not reach a terminal as they stand.
 #include "magnet.h"
+#include "selection.h"
 #include "text.h"
 
 #include <gtest/gtest.h>
@@ -97,6 +98,25 @@ TEST(Text, PasswordOfAnAddressIsHidden) {
     for (const std::string address : {"http://host/a:b@c", "ftp://anna@host:21/", "http://host:80?a:b@c",
                                       "anna:secret@host", "http://", "://", ""}) {
         EXPECT_EQ(tqctl::without_password(address), address);
+    }
+}
+
+TEST(Selection, IdentifiersRangesAndAll) {
+    const auto chosen = [](std::string_view text) {
+        return selected(tqctl::read_selection(text).value(), {1, 3, 4, 8, 9});
+    };
+    EXPECT_EQ(chosen("3"), (std::vector<std::int32_t>{3}));
+    EXPECT_EQ(chosen("3-8"), (std::vector<std::int32_t>{3, 4, 8}));
+    EXPECT_EQ(chosen("9,2,3-4,4,0-1"), (std::vector<std::int32_t>{1, 2, 3, 4, 9}));
+    EXPECT_EQ(chosen("all"), (std::vector<std::int32_t>{1, 3, 4, 8, 9}));
+    EXPECT_EQ(chosen("5-7"), std::vector<std::int32_t>());
+    EXPECT_EQ(chosen("2147483647"), (std::vector<std::int32_t>{2147483647}));
+}
+
+TEST(Selection, AnythingElseIsNone) {
+    for (const char *text :
+         {"", ",", "1,", "-1", "1-", "7-3", "1-2-3", "x", "all-", "1 2", "+1", "2147483648", "0x1"}) {
+        EXPECT_FALSE(tqctl::read_selection(text)) << text;
     }
 }
 

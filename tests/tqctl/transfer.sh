@@ -16,7 +16,7 @@ PYTHON
 sql "INSERT INTO BT_TASK (task_id, task_torrent_name, task_filename, task_state, task_rating, task_hash, task_pieces)
     VALUES (3, 'it''s ' || char(0x1F600) || char(10), NULL, 9223372036854775807, 0.1, CAST(x'ff00fe' AS TEXT), x'00ff'),
     (7, 'a' || char(0) || 'b', x'', -9223372036854775808, 1e300, '', '{\"blob\": \"00\"}'), (8, '5', '', 'text', 9e999, 1, 2)"
-sql "INSERT INTO HTTP_FTP_TASK (task_filename, task_password, task_total_size) VALUES ('http://h/f', 'secret', 5000000000)"
+sql "INSERT INTO HTTP_FTP_TASK (task_filename, task_password, task_total_size) VALUES ('http://u:secret@h/f', 'secret', 5000000000)"
 sql "INSERT INTO BT_ACCOUNT (account_host, account_pass) VALUES ('h', 'secret'), ('i', ''), ('j', NULL)"
 sql "DELETE FROM BT_TASK WHERE task_id = 8; DELETE FROM BT_RSS; INSERT INTO sqlite_sequence VALUES ('BT_RSS', 41)"
 sql "INSERT INTO BT_SESSION VALUES (1, -9e999, 2.5, -0.0, 1e15, 123456789012345678)"

@@ -23,6 +23,22 @@ void require_account(std::int32_t id, BtAccountRecord &record) {
     checked("bt_account_query_data_by_id", bt_account_query_data_by_id(id, &record), account_store, named(id));
 }
 
+Rows all_accounts() {
+    Rows rows;
+    const std::int32_t result = bt_account_query_all(nullptr, Rows::collect, &rows);
+    rows.rethrow_failure();
+    checked("bt_account_query_all", result, account_store);
+    return rows;
+}
+
+Rows accounts_enabled(std::int32_t enable) {
+    Rows rows;
+    const std::int32_t result = bt_account_query(nullptr, Rows::collect, enable, &rows);
+    rows.rethrow_failure();
+    checked("bt_account_query", result, account_store);
+    return rows;
+}
+
 struct ListOptions {
     explicit ListOptions(const std::vector<Column> &columns) : listing(columns) {}
 
@@ -33,11 +49,7 @@ struct ListOptions {
 
 void list(const ListOptions &options) {
     require_database();
-    Rows rows;
-    const std::int32_t result = options.enable ? bt_account_query(nullptr, Rows::collect, *options.enable, &rows)
-                                               : bt_account_query_all(nullptr, Rows::collect, &rows);
-    rows.rethrow_failure();
-    checked(options.enable ? "bt_account_query" : "bt_account_query_all", result, account_store);
+    Rows rows = options.enable ? accounts_enabled(*options.enable) : all_accounts();
     if (!options.show_passwords) {
         mask(rows, "account_pass");
     }
@@ -135,20 +147,19 @@ void add_set(CLI::App &account) {
 
 void add_remove(CLI::App &account) {
     CLI::App *command = account.add_subcommand("remove", "Remove accounts");
-    command->footer("Give exactly one of these. --host and --enable remove every account that has the\n"
-                    "value; none is no failure.");
+    command->footer("Give identifiers (3, 3-7, all) or one option. An option removes every account\n"
+                    "that has the value; none is no failure.");
     const AccountDraft draft = std::make_shared<Draft<BtAccountRecord>>();
-    add_field(*command, draft, 0, "ID", &BtAccountRecord::account_id, "The account with this identifier", 0);
+    const auto selection = add_selection(*command, "The accounts with these identifiers", false);
     add_field(*command, draft, 1, "--host", &BtAccountRecord::account_host, "Accounts of this host");
     add_field(*command, draft, 2, "--enable", &BtAccountRecord::account_enable, "Accounts with this enable value");
-    command->callback([draft] {
-        const auto &by = only_change(*draft);
-        require_database();
-        if (by.column == 0) {
+    command->callback([selection, draft] {
+        const auto require = [](std::int32_t id) {
             BtAccountRecord record{};
-            require_account(draft->record.account_id, record);
-        }
-        checked("bt_account_del", bt_account_del(by.column, by.value), account_store);
+            require_account(id, record);
+        };
+        remove_rows(*selection, *draft, {all_accounts, "account_id", require}, "bt_account_del", bt_account_del,
+                    account_store);
     });
 }
 

@@ -154,8 +154,9 @@ Rows list(std::int32_t start, std::int32_t end, std::int32_t filter) {
 
 const std::vector<Column> columns{
     {"id", "task_id", Kind::number},
-    {"state", "task_state", Kind::number},
-    {"paused", "task_is_paused", Kind::flag},
+    {"state", "task_state", Kind::number, Audience::programs},
+    {"status", "status", Kind::text, Audience::people},
+    {"paused", "task_is_paused", Kind::flag, Audience::programs},
     {"progress", "task_progress", Kind::number, Audience::programs},
     {"done", "task_total_wanted_done", Kind::share, Audience::people, "task_total_wanted"},
     {"done", "task_total_wanted_done", Kind::number, Audience::programs},
@@ -213,6 +214,7 @@ const TaskKind bt_tasks = {
     .count = count,
     .require = require,
     .forget = forget,
+    .selectable = {[] { return list(0, 0, 0); }, "task_id", require},
 };
 
 // Hashes are stored in lower case by this tool, but other programs need not do so: the text is tried as it stands

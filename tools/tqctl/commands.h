@@ -5,6 +5,8 @@
 // and one line in groups.def.
 #pragma once
 
+#include "output.h"
+
 #include <CLI/CLI.hpp>
 #include <cstdint>
 #include <functional>
@@ -23,5 +25,8 @@ std::int64_t read_number(const std::string &option, const std::string &text, std
 // would read "010" as eight.
 CLI::Option *add_number(CLI::App &command, const std::string &name, const std::string &help,
                         std::function<void(std::int32_t)> take, std::int32_t least);
+
+// "--color", which decides about `color`.
+void add_color(CLI::App &command, Color &color);
 
 } // namespace tqctl

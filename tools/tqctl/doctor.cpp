@@ -385,7 +385,7 @@ void add_doctor_commands(CLI::App &app) {
     static const std::vector<Column> columns{
         {"result", "result", Kind::text},
         {"check", "check", Kind::text},
-        {"finding", "finding", Kind::text},
+        {"finding", "finding", Kind::prose},
     };
     CLI::App *command = app.add_subcommand("doctor", "Look for what is wrong, and change nothing");
     command->group("Database");
@@ -394,6 +394,9 @@ void add_doctor_commands(CLI::App &app) {
     const auto options = std::make_shared<DoctorOptions>(columns);
     command->add_option("FILE", options->path, "Another file, such as a backup");
     options->listing.add_options(*command);
+    options->listing.paint([](const Rows &, const Row &row) {
+        return row[0] == "fault" ? red : row[0] == "note" ? yellow : green;
+    });
     command->callback([options] { doctor(*options); });
 }
 

@@ -89,7 +89,7 @@ void next(const NextOptions &options) {
     if (!options.show_passwords) {
         mask_http_tasks(rows);
     }
-    print_task(http_tasks, rows, options.json);
+    print_tasks(http_tasks, rows, false, options.json);
 }
 
 void add_next(CLI::App &app) {

@@ -29,6 +29,11 @@ private:
     std::string message_;
 };
 
+// Nobody reads standard output any more.
+struct ReaderGone : Failure {
+    using Failure::Failure;
+};
+
 // Ends the command unless the database file is there. Called before the first call of the library, which would create
 // a missing file.
 void require_database();

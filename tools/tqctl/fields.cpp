@@ -2,6 +2,8 @@
 
 #include "output.h"
 
+#include <algorithm>
+
 namespace tqctl {
 
 std::shared_ptr<std::int32_t> add_identifier(CLI::App &command, const char *help) {
@@ -10,6 +12,46 @@ std::shared_ptr<std::int32_t> add_identifier(CLI::App &command, const char *help
         command, "ID", help, [id](std::int32_t number) { *id = number; }, 0)
         ->required();
     return id;
+}
+
+std::shared_ptr<Selection> add_selection(CLI::App &command, const char *help, bool required) {
+    const auto selection = std::make_shared<Selection>();
+    const auto take = [selection](const std::vector<std::string> &words) {
+        for (const std::string &word : words) {
+            const auto ranges = read_selection(word);
+            if (!ranges) {
+                throw CLI::ValidationError("ID",
+                                           "\"" + word + "\" is no identifier, no range like 3-7 and not \"all\"");
+            }
+            selection->insert(selection->end(), ranges->begin(), ranges->end());
+        }
+    };
+    command.add_option_function<std::vector<std::string>>("ID", take, help)->required(required)->type_name("");
+    return selection;
+}
+
+std::vector<std::int32_t> chosen(const Selection &selection, const Selectable &rows) {
+    const auto single = [](const IdentifierRange &range) { return range.first == range.last; };
+    std::vector<std::int32_t> there;
+    if (!std::ranges::all_of(selection, single)) {
+        const Rows all = rows.list();
+        const std::size_t column = all.position(rows.id_column);
+        for (const Row &row : all.rows) {
+            if (const auto id = whole_number(row[column]); id && *id <= std::numeric_limits<std::int32_t>::max()) {
+                there.push_back(static_cast<std::int32_t>(*id));
+            }
+        }
+    }
+    std::vector<std::int32_t> ids = selected(selection, std::move(there));
+    for (const IdentifierRange &range : selection) {
+        if (single(range)) {
+            rows.require(range.first);
+        }
+    }
+    if (ids.empty()) {
+        throw Failure(Exit::not_there, "tqctl: nothing has an identifier of that range");
+    }
+    return ids;
 }
 
 void make(const std::vector<FieldChange> &changes, const Store &store) {

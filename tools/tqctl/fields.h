@@ -3,6 +3,8 @@
 
 #include "commands.h"
 #include "failure.h"
+#include "selection.h"
+#include "table.h"
 
 #include <cstddef>
 #include <cstring>
@@ -64,13 +66,19 @@ CLI::Option *add_field(CLI::App &command, const std::shared_ptr<Draft<Record>> &
 // The required argument ID.
 std::shared_ptr<std::int32_t> add_identifier(CLI::App &command, const char *help);
 
-// The one field that was given; several, and none, are refused.
-template <typename Record> const typename Draft<Record>::Change &only_change(const Draft<Record> &draft) {
-    if (draft.changes.size() != 1) {
-        throw CLI::ValidationError("remove", "needs exactly one of its argument and options");
-    }
-    return draft.changes.front();
-}
+// The argument ID...: identifiers, ranges of them, "all".
+using Selection = std::vector<IdentifierRange>;
+std::shared_ptr<Selection> add_selection(CLI::App &command, const char *help, bool required = true);
+
+// What a command with a selection needs to know of the rows that it is about.
+struct Selectable {
+    Rows (*list)(); // all rows
+    const char *id_column;
+    void (*require)(std::int32_t id); // ends the command unless there is such a row
+};
+
+// The identifiers of the rows that are selected; at least one. A single one that is not there ends the command.
+std::vector<std::int32_t> chosen(const Selection &selection, const Selectable &rows);
 
 // Changes of single fields, one call each. A failure tells which were made before it.
 struct FieldChange {
@@ -95,5 +103,22 @@ void apply(const Draft<Record> &draft, std::int32_t id, const char *operation,
 // Printed after `before`.
 void print_new_identifier(const char *operation, std::int32_t result, const Store &store, const std::string &what,
                           const std::string &before = {});
+
+// Removes what is selected, or every row that has the one value that was given: one of the two.
+template <typename Record>
+void remove_rows(const Selection &selection, const Draft<Record> &draft, const Selectable &rows, const char *operation,
+                 std::int32_t (*remove)(std::uint32_t, const void *), const Store &store) {
+    if (draft.changes.size() + (selection.empty() ? 0 : 1) != 1) {
+        throw CLI::ValidationError("remove", "needs either identifiers or one option");
+    }
+    require_database();
+    if (!draft.changes.empty()) {
+        checked(operation, remove(draft.changes[0].column, draft.changes[0].value), store);
+        return;
+    }
+    for (const std::int32_t id : chosen(selection, rows)) {
+        checked(operation, remove(0, &id), store);
+    }
+}
 
 } // namespace tqctl

@@ -135,8 +135,9 @@ Rows list(std::int32_t start, std::int32_t end, std::int32_t filter) {
 
 const std::vector<Column> columns{
     {"id", "task_id", Kind::number},
-    {"state", "task_state", Kind::number},
-    {"paused", "task_is_paused", Kind::flag},
+    {"state", "task_state", Kind::number, Audience::programs},
+    {"status", "status", Kind::text, Audience::people},
+    {"paused", "task_is_paused", Kind::flag, Audience::programs},
     {"progress", "task_progress", Kind::number, Audience::programs},
     {"done", "task_total_downloaded", Kind::share, Audience::people, "task_total_size"},
     {"done", "task_total_downloaded", Kind::number, Audience::programs},
@@ -194,6 +195,7 @@ const TaskKind http_tasks = {
     .count = count,
     .require = [](std::int32_t id) { record_of(id); },
     .forget = forget,
+    .selectable = {[] { return list(0, 0, 0); }, "task_id", [](std::int32_t id) { record_of(id); }},
 };
 
 Rows rows_of(const Record &task) {
@@ -241,12 +243,6 @@ void mask_http_tasks(Rows &rows) {
         mask(rows, "task_password");
         change_values(rows, "task_filename", without_password);
     }
-}
-
-void tell_states(Rows &rows) {
-    change_values(rows, "task_state", [](const std::string &state) -> std::string {
-        return state == "1" ? "queued" : state == "2" ? "running" : state == "3" ? "finished" : state;
-    });
 }
 
 } // namespace tqctl

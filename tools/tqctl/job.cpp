@@ -18,6 +18,16 @@ void require_job(std::int32_t id) {
             "job " + std::to_string(id));
 }
 
+Rows jobs(std::int32_t start, std::int32_t end) {
+    Rows rows;
+    const std::int32_t result = bt_rss_job_query(nullptr, Rows::collect, 0, start, end, &rows);
+    rows.rethrow_failure();
+    checked("bt_rss_job_query", result, job_store);
+    return rows;
+}
+
+constexpr Selectable selectable{[] { return jobs(0, 0); }, "rss_job_id", require_job};
+
 void add_list(CLI::App &job) {
     static const std::vector<Column> columns{
         {"id", "rss_job_id", Kind::number},
@@ -38,10 +48,7 @@ void add_list(CLI::App &job) {
     command->callback([listing] {
         const auto [start, end] = listing->range();
         require_database();
-        Rows rows;
-        const std::int32_t result = bt_rss_job_query(nullptr, Rows::collect, 0, start, end, &rows);
-        rows.rethrow_failure();
-        checked("bt_rss_job_query", result, job_store);
+        Rows rows = jobs(start, end);
         listing->print(rows);
     });
 }
@@ -72,35 +79,31 @@ void add_add(CLI::App &job) {
 }
 
 void add_set(CLI::App &job) {
-    CLI::App *command = job.add_subcommand("set", "Change fields of one job");
+    CLI::App *command = job.add_subcommand("set", "Change fields of jobs");
     const JobDraft draft = std::make_shared<Draft<BtRssJobRecord>>();
-    const auto id = add_identifier(*command, "The job's identifier");
+    const auto selection = add_selection(*command, "Identifiers: 3, 3-7, all");
     add_fields(*command, draft);
-    command->callback([id, draft] {
+    command->callback([selection, draft] {
         if (draft->changes.empty()) {
             throw CLI::ValidationError("job set", "needs at least one field to change");
         }
         require_database();
-        require_job(*id); // an update does not tell a missing row from a failure
-        apply(*draft, *id, "bt_rss_job_update_field_by_id", bt_rss_job_update_field_by_id, job_store);
+        for (const std::int32_t id : chosen(*selection, selectable)) {
+            apply(*draft, id, "bt_rss_job_update_field_by_id", bt_rss_job_update_field_by_id, job_store);
+        }
     });
 }
 
 void add_remove(CLI::App &job) {
     CLI::App *command = job.add_subcommand("remove", "Remove jobs");
-    command->footer("Give exactly one of these. --name and --url remove every job that has the value;\n"
-                    "none is no failure.");
+    command->footer("Give identifiers (3, 3-7, all) or one option. An option removes every job that\n"
+                    "has the value; none is no failure.");
     const JobDraft draft = std::make_shared<Draft<BtRssJobRecord>>();
-    add_field(*command, draft, 0, "ID", &BtRssJobRecord::rss_job_id, "The job with this identifier", 0);
+    const auto selection = add_selection(*command, "The jobs with these identifiers", false);
     add_field(*command, draft, 1, "--name", &BtRssJobRecord::rss_job_name, "Jobs with this name");
     add_field(*command, draft, 4, "--url", &BtRssJobRecord::rss_job_url_applied, "Jobs for this feed");
-    command->callback([draft] {
-        const auto &by = only_change(*draft);
-        require_database();
-        if (by.column == 0) {
-            require_job(draft->record.rss_job_id);
-        }
-        checked("bt_rss_job_del", bt_rss_job_del(by.column, by.value), job_store);
+    command->callback([selection, draft] {
+        remove_rows(*selection, *draft, selectable, "bt_rss_job_del", bt_rss_job_del, job_store);
     });
 }
 

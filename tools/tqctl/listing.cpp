@@ -1,7 +1,5 @@
 #include "listing.h"
 
-#include "output.h"
-
 #include <algorithm>
 #include <limits>
 
@@ -34,7 +32,9 @@ void Listing::add_options(CLI::App &command) {
         }
         std::string titles;
         for (const Column &column : *columns_) {
-            titles += (titles.empty() ? "" : ", ") + std::string(column.title);
+            if (find(std::string(column.title)) == &column) { // of two with the same title one is enough
+                titles += (titles.empty() ? "" : ", ") + std::string(column.title);
+            }
         }
         throw CLI::ValidationError(option, "there is no column \"" + name + "\", but " + titles);
     };
@@ -49,6 +49,7 @@ void Listing::add_options(CLI::App &command) {
     command.add_option_function<std::string>("--columns", take_columns, "Only these columns, in this order")
         ->type_name("NAME,...");
     command.add_flag("--no-header", no_header_, "Without the line of column names");
+    add_color(command, color_);
     command.add_flag("--json", json_, "A JSON array of objects with every field");
 }
 
@@ -98,7 +99,7 @@ std::vector<Column> Listing::shown(const Rows &rows) const {
     return columns;
 }
 
-void Listing::print(Rows &rows, bool everything) const {
+void Listing::arrange(Rows &rows, bool everything) const {
     if (sort_ != nullptr) {
         sort_rows(rows, *sort_);
     }
@@ -112,10 +113,19 @@ void Listing::print(Rows &rows, bool everything) const {
         rows.rows.erase(position(asked.end), rows.rows.end());
         rows.rows.erase(rows.rows.begin(), position(asked.start));
     }
+}
+
+std::string Listing::text(const Rows &rows) const {
     const std::vector<Column> columns = shown(rows);
-    tqctl::print(json_                  ? json_table(rows, columns)
-                 : output_is_terminal() ? terminal_table(rows, columns, !no_header_)
-                                        : plain_table(rows, columns, !no_header_));
+    const Style style{!no_header_, colored(color_), paint_};
+    return json_                  ? json_table(rows, columns)
+           : output_is_terminal() ? terminal_table(rows, columns, style)
+                                  : plain_table(rows, columns, style);
+}
+
+void Listing::print(Rows &rows, bool everything) const {
+    arrange(rows, everything);
+    tqctl::print(text(rows));
 }
 
 } // namespace tqctl

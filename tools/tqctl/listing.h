@@ -2,6 +2,7 @@
 #pragma once
 
 #include "commands.h"
+#include "output.h"
 #include "table.h"
 
 #include <optional>
@@ -20,6 +21,9 @@ public:
     void add_options(CLI::App &command);
     void add_paging(CLI::App &command, const char *help);
 
+    // Colours rows where colours are wanted.
+    void paint(const char *(*color)(const Rows &rows, const Row &row)) { paint_ = color; }
+
     // The rows to ask the library for, as it counts them: both 0 for all of them. Everything also where the order is
     // not the library's: then print() cuts the page out.
     struct Range {
@@ -32,6 +36,10 @@ public:
 
     // Puts the rows in order and prints them. `everything`: they are not the range but all that there are.
     void print(Rows &rows, bool everything = false) const;
+
+    // The same in two steps.
+    void arrange(Rows &rows, bool everything = false) const;
+    std::string text(const Rows &rows) const;
 
 private:
     Range page() const;
@@ -47,6 +55,8 @@ private:
     bool reverse_ = false;
     bool json_ = false;
     bool no_header_ = false;
+    Color color_ = Color::automatic;
+    const char *(*paint_)(const Rows &rows, const Row &row) = nullptr;
 };
 
 } // namespace tqctl

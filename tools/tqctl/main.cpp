@@ -33,15 +33,31 @@ CLI::Option *add_number(CLI::App &command, const std::string &name, const std::s
     return command.add_option_function<std::string>(name, read, help)->type_name("N");
 }
 
+void add_color(CLI::App &command, Color &color) {
+    const auto take = [&color](const std::string &name) {
+        if (name != "auto" && name != "always" && name != "never") {
+            throw CLI::ValidationError("--color", "is auto, always or never");
+        }
+        color = name == "auto" ? Color::automatic : name == "always" ? Color::always : Color::never;
+    };
+    command.add_option_function<std::string>("--color", take, "auto (default), always or never")->type_name("WHEN");
+}
+
 namespace {
 
-constexpr const char *exit_statuses = R"(Exit status: 0 done, 1 failed, 2 usage, 3 no such task or message,
+constexpr const char *exit_statuses = R"(Exit status: 0 done, 1 failed, 2 usage, 3 no such row or message,
              4 the database is missing or cannot be opened.
-"tqctl COMMAND --help" tells more about a command.)";
+"tqctl help COMMAND" tells more about a command, "man tqctl" about all of them.)";
 
-// CLI11 takes the next argument for the value of "--folder="; "--folder" followed by an empty argument it reads right.
+// "help COMMAND" is "COMMAND --help". And CLI11 takes the next argument for the value of "--folder="; "--folder"
+// followed by an empty argument it reads right.
 std::vector<std::string> arguments(int argc, char **argv) {
     std::vector<std::string> words;
+    const bool help = argc > 1 && std::string_view(argv[1]) == "help";
+    if (help) {
+        ++argv;
+        --argc;
+    }
     bool options = true;
     for (const std::string_view word : std::vector<std::string_view>(argv + 1, argv + argc)) {
         options = options && word != "--";
@@ -51,6 +67,9 @@ std::vector<std::string> arguments(int argc, char **argv) {
         } else {
             words.emplace_back(word);
         }
+    }
+    if (help) {
+        words.emplace_back("--help");
     }
     return {words.rbegin(), words.rend()}; // the order that CLI11 wants them in
 }
@@ -75,8 +94,7 @@ Failure usage_failure(const CLI::App &app, const CLI::ParseError &error) {
 }
 
 void run(int argc, char **argv) {
-    CLI::App app{"Keeps the download manager's tasks: sets its database up, adds, lists,\nchanges and forgets tasks.",
-                 "tqctl"};
+    CLI::App app{"Looks after a download manager's database.", "tqctl"};
     app.get_formatter()->column_width(26);
     app.get_formatter()->label("SUBCOMMAND", "COMMAND");
     app.get_formatter()->label("SUBCOMMANDS", "COMMAND");

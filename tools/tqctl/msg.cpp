@@ -185,9 +185,7 @@ void status(bool json) {
     rows.names = {"messages", "room", "bytes", "limit", "owner", "mode"};
     rows.rows = {{std::to_string(known->msg_qnum), std::to_string(room(*known)), std::to_string(known->__msg_cbytes),
                   std::to_string(known->msg_qbytes), user_name(known->msg_perm.uid), octal(known->msg_perm.mode)}};
-    print(json                   ? json_record(rows, columns)
-          : output_is_terminal() ? terminal_record(rows, columns)
-                                 : plain_record(rows, columns));
+    print(json ? json_record(rows, columns) : records(rows, columns));
 }
 
 void add_status(CLI::App &msg) {

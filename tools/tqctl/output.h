@@ -3,12 +3,26 @@
 
 #include "text.h"
 
+#include <cstddef>
+#include <string>
 #include <string_view>
 
 namespace tqctl {
 
 // Whether a person looks at standard output rather than a program.
 bool output_is_terminal();
+
+// Of the terminal behind standard output.
+struct Window {
+    std::size_t columns;
+    std::size_t lines;
+};
+Window window();
+
+enum class Color { automatic, always, never };
+
+// Whether to colour: by itself on a terminal that can, unless the environment has NO_COLOR.
+bool colored(Color wanted);
 
 // What a terminal of the current locale shows; programs get UTF-8.
 Charset output_charset();

@@ -14,14 +14,20 @@ namespace {
 
 using RssDraft = std::shared_ptr<Draft<BtRssRecord>>;
 
-std::string named(std::int32_t id) {
-    return "item " + std::to_string(id);
-}
-
 void require_item(std::int32_t id) {
     BtRssRecord record{};
-    checked("bt_rss_query_data_by_id", bt_rss_query_data_by_id(id, &record), rss_store, named(id));
+    checked("bt_rss_query_data_by_id", bt_rss_query_data_by_id(id, &record), rss_store, "item " + std::to_string(id));
 }
+
+Rows all_items() {
+    Rows rows;
+    const std::int32_t result = bt_rss_query(nullptr, Rows::collect, 0, 0, 0, &rows);
+    rows.rethrow_failure();
+    checked("bt_rss_query", result, rss_store);
+    return rows;
+}
+
+constexpr Selectable selectable{all_items, "rss_id", require_item};
 
 void add_feeds(CLI::App &rss) {
     static const std::vector<Column> columns{
@@ -96,43 +102,38 @@ void add_add(CLI::App &rss) {
 }
 
 void add_mark(CLI::App &rss) {
-    CLI::App *command = rss.add_subcommand("mark", "Mark an item as downloaded");
+    CLI::App *command = rss.add_subcommand("mark", "Mark items as downloaded");
     command->footer("With other options than --downloaded the mark itself stays as it is.");
     const RssDraft draft = std::make_shared<Draft<BtRssRecord>>();
-    const auto id = add_identifier(*command, "The item's identifier");
+    const auto selection = add_selection(*command, "Identifiers: 3, 3-7, all");
     add_field(*command, draft, 6, "--downloaded", &BtRssRecord::rss_downloaded,
               "Mark it with this number (default: 1)");
     add_field(*command, draft, 4, "--keyword", &BtRssRecord::rss_keyword, "Set its keyword");
     add_field(*command, draft, 5, "--feed", &BtRssRecord::rss_user_def_title, "Set your own title of its feed");
-    command->callback([id, draft] {
+    command->callback([selection, draft] {
         if (draft->changes.empty()) {
             draft->record.rss_downloaded = 1;
             draft->changes.push_back({6, "--downloaded", &draft->record.rss_downloaded});
         }
         require_database();
-        require_item(*id); // an update does not tell a missing row from a failure
-        apply(*draft, *id, "bt_rss_update_field_by_id", bt_rss_update_field_by_id, rss_store);
+        for (const std::int32_t id : chosen(*selection, selectable)) {
+            apply(*draft, id, "bt_rss_update_field_by_id", bt_rss_update_field_by_id, rss_store);
+        }
     });
 }
 
 void add_remove(CLI::App &rss) {
     CLI::App *command = rss.add_subcommand("remove", "Remove items");
-    command->footer("Give exactly one of these. All but ID remove every item that has the value; none\n"
-                    "is no failure.");
+    command->footer("Give identifiers (3, 3-7, all) or one option. An option removes every item that\n"
+                    "has the value; none is no failure.");
     const RssDraft draft = std::make_shared<Draft<BtRssRecord>>();
-    add_field(*command, draft, 0, "ID", &BtRssRecord::rss_id, "The item with this identifier", 0);
+    const auto selection = add_selection(*command, "The items with these identifiers", false);
     add_field(*command, draft, 1, "--url", &BtRssRecord::rss_url, "Items of the feed with this address");
     add_field(*command, draft, 5, "--feed", &BtRssRecord::rss_user_def_title, "Items of the feed with this title");
     add_field(*command, draft, 4, "--keyword", &BtRssRecord::rss_keyword, "Items with this keyword");
     add_field(*command, draft, 6, "--downloaded", &BtRssRecord::rss_downloaded, "Items with this mark");
-    command->callback([draft] {
-        const auto &by = only_change(*draft);
-        require_database();
-        if (by.column == 0) {
-            require_item(draft->record.rss_id);
-        }
-        checked("bt_rss_del", bt_rss_del(by.column, by.value), rss_store);
-    });
+    command->callback(
+        [selection, draft] { remove_rows(*selection, *draft, selectable, "bt_rss_del", bt_rss_del, rss_store); });
 }
 
 } // namespace

@@ -22,6 +22,10 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
+bool is_text(Kind kind) {
+    return kind == Kind::text || kind == Kind::prose;
+}
+
 // The rows seen through the columns of an output. Resolves every column name once.
 class View {
 public:
@@ -50,7 +54,6 @@ private:
     std::vector<std::size_t> wholes_;
 };
 
-// The whole text as a number. SQLite columns hold what was written into them, so a number column may hold a text.
 template <typename Number> std::optional<Number> number_in(const Value &value) {
     Number number{};
     if (!value) {
@@ -63,8 +66,8 @@ template <typename Number> std::optional<Number> number_in(const Value &value) {
 
 // From 0 to 1; none where nothing is known of the whole.
 std::optional<double> share_of(const Value &part, const Value &whole) {
-    const auto done = number_in<std::int64_t>(part);
-    const auto all = number_in<std::int64_t>(whole);
+    const auto done = whole_number(part);
+    const auto all = whole_number(whole);
     if (!done || !all || *all <= 0) {
         return std::nullopt;
     }
@@ -97,6 +100,7 @@ std::string terminal_cell(const View &view, std::size_t row, std::size_t column)
     const Value &value = view.value(row, column);
     switch (view.columns()[column].kind) {
     case Kind::text:
+    case Kind::prose:
     case Kind::number:
         break;
     case Kind::flag:
@@ -121,8 +125,8 @@ SortKey sort_key(const View &view, std::size_t row) {
     if (kind == Kind::share) {
         return {1, 0, share_of(value, view.whole(row, 0)).value_or(-1), {}};
     }
-    if (kind != Kind::text) {
-        if (const auto whole = number_in<std::int64_t>(value)) {
+    if (!is_text(kind)) {
+        if (const auto whole = whole_number(value)) {
             return {1, *whole, static_cast<double>(*whole), {}};
         }
         if (const auto decimal = number_in<double>(value); decimal && std::isfinite(*decimal)) {
@@ -136,8 +140,8 @@ Json json_value(const Value &value, Kind kind) {
     if (!value) {
         return nullptr;
     }
-    if (kind != Kind::text) {
-        if (const auto whole = number_in<std::int64_t>(value)) {
+    if (!is_text(kind)) {
+        if (const auto whole = whole_number(value)) {
             return *whole;
         }
         if (const auto decimal = number_in<double>(value); decimal && std::isfinite(*decimal)) {
@@ -161,16 +165,10 @@ std::string dumped(const Json &json, int indent) {
     return json.dump(indent, ' ', true, Json::error_handler_t::replace);
 }
 
-std::string record_lines(const Rows &rows, const std::vector<Column> &columns, std::size_t title_width) {
-    const View view(rows, columns);
-    std::string out;
-    for (std::size_t column = 0; column < columns.size(); ++column) {
-        const std::string_view title = columns[column].title;
-        out += title;
-        out += title_width == 0 ? "\t" : std::string(title_width - title.size(), ' ');
-        out += shown_text(view.value(0, column)) + "\n";
-    }
-    return out;
+constexpr const char *bold = "\033[1m";
+
+const char *color_of(const Rows &rows, std::size_t row, const Style &style) {
+    return style.color && style.paint != nullptr ? style.paint(rows, rows.rows[row]) : nullptr;
 }
 
 // "download_rate" as people read it over a column.
@@ -180,6 +178,26 @@ std::string heading(std::string_view title) {
         out += c == '_' ? ' ' : c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
     }
     return out;
+}
+
+// How many characters a text has, whatever their width.
+std::size_t characters(std::string_view text) {
+    return static_cast<std::size_t>(
+        std::ranges::count_if(text, [](char c) { return (static_cast<unsigned char>(c) & 0xC0U) != 0x80; }));
+}
+
+// Whether the columns before the last leave it no room worth having. `cells` has the cells row by row.
+bool cut_everywhere(const std::vector<std::string> &cells, const std::vector<Column> &columns) {
+    constexpr std::size_t room = 12;
+    std::size_t taken = room;
+    for (std::size_t column = 0; column + 1 < columns.size(); ++column) {
+        std::size_t width = columns[column].title.size();
+        for (std::size_t cell = column; cell < cells.size(); cell += columns.size()) {
+            width = std::max(width, characters(cells[cell]));
+        }
+        taken += width + 1;
+    }
+    return taken > window().columns;
 }
 
 // libsmartcols reports only that memory ran out.
@@ -194,6 +212,10 @@ template <typename Part> Part *made(Part *part) {
 }
 
 } // namespace
+
+std::optional<std::int64_t> whole_number(const Value &value) {
+    return number_in<std::int64_t>(value);
+}
 
 int Rows::collect(void *rows, int columns, char **values, char **names) noexcept {
     auto *collected = static_cast<Rows *>(rows);
@@ -247,7 +269,7 @@ void sort_rows(Rows &rows, const Column &by) {
     rows.rows = std::move(sorted);
 }
 
-std::string terminal_table(const Rows &rows, const std::vector<Column> &columns, bool header) {
+std::string terminal_table(const Rows &rows, const std::vector<Column> &columns, const Style &style) {
     if (rows.rows.empty()) {
         return "(none)\n";
     }
@@ -255,16 +277,38 @@ std::string terminal_table(const Rows &rows, const std::vector<Column> &columns,
     const std::unique_ptr<libscols_table, decltype(&scols_unref_table)> table(made(scols_new_table()),
                                                                               scols_unref_table);
     done(scols_table_set_termforce(table.get(), SCOLS_TERMFORCE_ALWAYS));
+    done(scols_table_set_termwidth(table.get(), window().columns));
     done(scols_table_enable_noencoding(table.get(), 1)); // cells are escaped already
-    done(scols_table_enable_noheadings(table.get(), header ? 0 : 1));
-    for (const Column &column : columns) {
-        const int alignment = column.kind == Kind::text ? SCOLS_FL_TRUNC : SCOLS_FL_RIGHT;
-        made(scols_table_new_column(table.get(), heading(column.title).c_str(), 0, alignment));
+    done(scols_table_enable_noheadings(table.get(), style.header ? 0 : 1));
+    done(scols_table_enable_colors(table.get(), style.color ? 1 : 0));
+    std::vector<std::string> cells;
+    cells.reserve(view.size() * columns.size());
+    for (std::size_t row = 0; row < view.size(); ++row) {
+        for (std::size_t column = 0; column < columns.size(); ++column) {
+            cells.push_back(terminal_cell(view, row, column));
+        }
+    }
+    const bool cuts_everywhere = cut_everywhere(cells, columns);
+    for (std::size_t column = 0; column < columns.size(); ++column) {
+        const Kind kind = columns[column].kind;
+        const bool cut = kind == Kind::text && (cuts_everywhere || column + 1 == columns.size());
+        const int flags = kind == Kind::prose ? SCOLS_FL_WRAP
+                          : cut               ? SCOLS_FL_TRUNC
+                          : is_text(kind)     ? 0
+                                              : SCOLS_FL_RIGHT;
+        libscols_column *made_column =
+            made(scols_table_new_column(table.get(), heading(columns[column].title).c_str(), 0, flags));
+        if (style.color) {
+            done(scols_cell_set_color(scols_column_get_header(made_column), bold));
+        }
     }
     for (std::size_t row = 0; row < view.size(); ++row) {
         libscols_line *line = made(scols_table_new_line(table.get(), nullptr));
+        if (const char *color = color_of(rows, row, style)) {
+            done(scols_line_set_color(line, color));
+        }
         for (std::size_t column = 0; column < columns.size(); ++column) {
-            done(scols_line_set_data(line, column, terminal_cell(view, row, column).c_str()));
+            done(scols_line_set_data(line, column, cells[row * columns.size() + column].c_str()));
         }
     }
     char *text = nullptr;
@@ -273,18 +317,22 @@ std::string terminal_table(const Rows &rows, const std::vector<Column> &columns,
     return std::string(text) + "\n";
 }
 
-std::string plain_table(const Rows &rows, const std::vector<Column> &columns, bool header) {
+std::string plain_table(const Rows &rows, const std::vector<Column> &columns, const Style &style) {
     const View view(rows, columns);
     std::string out;
-    const auto end_field = [&](std::size_t column) { out += column + 1 < columns.size() ? '\t' : '\n'; };
-    for (std::size_t column = 0; header && column < columns.size(); ++column) {
+    const auto end_field = [&](std::size_t column, const char *color) {
+        out += column + 1 < columns.size() ? "\t" : color != nullptr ? "\033[0m\n" : "\n";
+    };
+    for (std::size_t column = 0; style.header && column < columns.size(); ++column) {
         out += columns[column].title;
-        end_field(column);
+        end_field(column, nullptr);
     }
     for (std::size_t row = 0; row < view.size(); ++row) {
+        const char *color = color_of(rows, row, style);
+        out += color != nullptr ? color : "";
         for (std::size_t column = 0; column < columns.size(); ++column) {
             out += shown_text(view.value(row, column));
-            end_field(column);
+            end_field(column, color);
         }
     }
     return out;
@@ -299,16 +347,23 @@ std::string json_table(const Rows &rows, const std::vector<Column> &columns) {
     return out + (view.size() == 0 ? "]\n" : "\n]\n");
 }
 
-std::string terminal_record(const Rows &rows, const std::vector<Column> &columns) {
+std::string records(const Rows &rows, const std::vector<Column> &columns) {
+    const View view(rows, columns);
     std::size_t width = 0;
     for (const Column &column : columns) {
-        width = std::max(width, column.title.size());
+        width = std::max(width, column.title.size() + 2);
     }
-    return record_lines(rows, columns, width + 2);
-}
-
-std::string plain_record(const Rows &rows, const std::vector<Column> &columns) {
-    return record_lines(rows, columns, 0);
+    std::string out;
+    for (std::size_t row = 0; row < view.size(); ++row) {
+        out += row > 0 ? "\n" : "";
+        for (std::size_t column = 0; column < columns.size(); ++column) {
+            const std::string_view title = columns[column].title;
+            out += title;
+            out += output_is_terminal() ? std::string(width - title.size(), ' ') : "\t";
+            out += shown_text(view.value(row, column)) + "\n";
+        }
+    }
+    return out;
 }
 
 std::string json_record(const Rows &rows, const std::vector<Column> &columns) {

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <exception>
 #include <optional>
 #include <string>
@@ -51,8 +52,12 @@ struct RowsWith : Rows {
 // Puts "********" in the place of every password of a column; an empty one stays empty.
 void mask(Rows &rows, std::string_view column);
 
+// The whole text as an integer. SQLite's columns hold what was written into them: a number's may hold a text.
+std::optional<std::int64_t> whole_number(const Value &value);
+
 enum class Kind {
     text,
+    prose, // a text that a terminal shows whole, on several lines
     number,
     flag,  // a number; people read "yes" or nothing
     time,  // seconds since 1970; people read the local time, or nothing for 0
@@ -78,18 +83,31 @@ struct Column {
 // Nothing first, then numbers, then texts; rows with equal values keep their order.
 void sort_rows(Rows &rows, const Column &by);
 
-// The heading, then the rows, as wide as the terminal at most.
-std::string terminal_table(const Rows &rows, const std::vector<Column> &columns, bool header = true);
+// How a table looks beside what it says.
+struct Style {
+    bool header = true;
+    bool color = false;
+    // The escape sequence that colours a row; nullptr for none.
+    const char *(*paint)(const Rows &rows, const Row &row) = nullptr;
+};
+
+inline constexpr const char *red = "\033[31m";
+inline constexpr const char *green = "\033[32m";
+inline constexpr const char *yellow = "\033[33m";
+
+// The heading, then the rows, as wide as the terminal at most: what does not fit is cut off from the last column, and
+// from the other texts only where that would leave nothing of it.
+std::string terminal_table(const Rows &rows, const std::vector<Column> &columns, const Style &style = {});
 
 // One line with the titles and one line a row, fields separated by TABs, texts escaped.
-std::string plain_table(const Rows &rows, const std::vector<Column> &columns, bool header = true);
+std::string plain_table(const Rows &rows, const std::vector<Column> &columns, const Style &style = {});
 
 // An array of objects with the titles as names, numbers as numbers, SQL NULL as null; in ASCII.
 std::string json_table(const Rows &rows, const std::vector<Column> &columns);
 
-// The first row, a line a column: the title, then the value; aligned for a terminal, else separated by a TAB.
-std::string terminal_record(const Rows &rows, const std::vector<Column> &columns);
-std::string plain_record(const Rows &rows, const std::vector<Column> &columns);
+// For each row a line a column, the title, then the value: aligned for a terminal, else separated by a TAB. An empty
+// line between two rows.
+std::string records(const Rows &rows, const std::vector<Column> &columns);
 
 // The first row as a JSON object.
 std::string json_record(const Rows &rows, const std::vector<Column> &columns);

@@ -27,7 +27,7 @@ std::string local_time() {
     return text;
 }
 
-void print_task(const TaskKind &kind, const Rows &rows, bool json) {
+void print_tasks(const TaskKind &kind, const Rows &rows, bool several, bool json) {
     std::vector<Column> fields;
     for (const std::string &name : rows.names) {
         const auto column = std::find_if(kind.columns->begin(), kind.columns->end(), [&](const Column &each) {
@@ -36,9 +36,7 @@ void print_task(const TaskKind &kind, const Rows &rows, bool json) {
         const Kind shown_as = column != kind.columns->end() ? column->kind : Kind::text; // another program's column
         fields.push_back({name, name, shown_as, Audience::everyone, {}});
     }
-    print(json                   ? json_record(rows, fields)
-          : output_is_terminal() ? terminal_record(rows, fields)
-                                 : plain_record(rows, fields));
+    print(!json ? records(rows, fields) : several ? json_table(rows, fields) : json_record(rows, fields));
 }
 
 namespace {
@@ -98,6 +96,8 @@ void require_served(const TaskKind *kind, std::int32_t filter) {
     }
 }
 
+} // namespace
+
 void add_filter(CLI::App &command, std::function<void(std::int32_t)> take) {
     const auto find = [take = std::move(take)](const std::string &name) {
         for (const Filter &filter : filters) {
@@ -112,6 +112,8 @@ void add_filter(CLI::App &command, std::function<void(std::int32_t)> take) {
                                           "all, running, finished, active, inactive,\npaused or state5")
         ->type_name("NAME");
 }
+
+namespace {
 
 void add_option(CLI::App &command, const FieldOption &option, const std::shared_ptr<Given> &given,
                 const std::string &group) {
@@ -265,12 +267,15 @@ void add_add(CLI::App &app) {
 
 // ---- list, show, count ---------------------------------------------------------------------------------------------
 
+} // namespace
+
 // For programs the names and the order of these stay as they are.
 const std::vector<Column> columns_of_both{
     {"kind", "kind", Kind::text},
     {"id", "task_id", Kind::number},
-    {"state", "task_state", Kind::number},
-    {"paused", "task_is_paused", Kind::flag},
+    {"state", "task_state", Kind::number, Audience::programs},
+    {"status", "status", Kind::text, Audience::people},
+    {"paused", "task_is_paused", Kind::flag, Audience::programs},
     {"progress", "task_progress", Kind::number, Audience::programs},
     {"done", "task_total_wanted_done", Kind::share, Audience::people, "task_total_wanted"},
     {"done", "task_total_wanted_done", Kind::number, Audience::programs},
@@ -288,14 +293,7 @@ const std::vector<Column> columns_of_both{
     {"name", "task_torrent_name", Kind::text},
 };
 
-struct ListOptions {
-    std::shared_ptr<const TaskKind *> kind;
-    std::int32_t filter = BT_TASK_FILTER_ALL;
-    Listing listing{columns_of_both};
-    bool show_passwords = false;
-};
-
-Rows list_both(std::int32_t start, std::int32_t end, std::int32_t filter) {
+Rows tasks_of_both(std::int32_t start, std::int32_t end, std::int32_t filter) {
     Rows rows;
     const std::int32_t result = tq_db_query_task(nullptr, Rows::collect, 0, start, end, filter, &rows);
     rows.rethrow_failure();
@@ -309,19 +307,26 @@ Rows list_both(std::int32_t start, std::int32_t end, std::int32_t filter) {
     return rows;
 }
 
+namespace {
+
+struct ListOptions {
+    std::shared_ptr<const TaskKind *> kind;
+    std::int32_t filter = BT_TASK_FILTER_ALL;
+    Listing listing{columns_of_both};
+    bool show_passwords = false;
+};
+
 void list(const ListOptions &options) {
     const TaskKind *kind = *options.kind;
     require_served(kind, options.filter);
     const auto [start, end] = options.listing.range();
     require_database();
-    Rows rows = (kind != nullptr ? kind->list : list_both)(start, end, options.filter);
-    if (kind != &bt_tasks) {
-        if (!options.show_passwords) {
-            mask_http_tasks(rows);
-        }
-        if (output_is_terminal() && !options.listing.json()) {
-            tell_states(rows);
-        }
+    Rows rows = (kind != nullptr ? kind->list : tasks_of_both)(start, end, options.filter);
+    if (kind != &bt_tasks && !options.show_passwords) {
+        mask_http_tasks(rows);
+    }
+    if (!options.listing.json()) { // which has the fields of the table and no others
+        add_status(rows, kind);
     }
     options.listing.print(rows);
 }
@@ -339,6 +344,7 @@ void add_list(CLI::App &app) {
     });
     add_filter(*command, [options](std::int32_t code) { options->filter = code; });
     options->listing.add_options(*command);
+    options->listing.paint(status_color);
     options->listing.add_paging(*command, "Tasks on a page (default: 20)");
     command->add_flag("--show-passwords", options->show_passwords, "Show passwords rather than ********");
     command->callback([options] { list(*options); });
@@ -346,44 +352,52 @@ void add_list(CLI::App &app) {
 
 struct ShowOptions {
     std::shared_ptr<const TaskKind *> kind;
-    std::optional<std::int32_t> id;
+    std::shared_ptr<Selection> selection;
     std::optional<std::string> hash;
     std::optional<std::string> name;
     bool show_passwords = false;
     bool json = false;
 };
 
+Selection single(std::int32_t id) {
+    return {{id, id}};
+}
+
 void show(const ShowOptions &options) {
     const TaskKind &kind = **options.kind;
-    if (options.id.has_value() + options.hash.has_value() + options.name.has_value() != 1) {
-        throw CLI::ValidationError("show", "needs exactly one of ID, --hash and --name");
+    if (!options.selection->empty() + options.hash.has_value() + options.name.has_value() != 1) {
+        throw CLI::ValidationError("show", "needs identifiers, --hash or --name, one of the three");
     }
-    if (&kind != &bt_tasks && !options.id) {
+    if (&kind != &bt_tasks && options.selection->empty()) {
         throw CLI::ValidationError("show", "--hash and --name are for BitTorrent tasks");
     }
     require_database();
-    const std::int32_t id = options.hash   ? bt_task_with_hash(*options.hash)
-                            : options.name ? bt_task_with_name(*options.name)
-                                           : *options.id;
-    Rows rows = kind.read(id);
+    const Selection selection = options.hash   ? single(bt_task_with_hash(*options.hash))
+                                : options.name ? single(bt_task_with_name(*options.name))
+                                               : *options.selection;
+    Rows rows;
+    for (const std::int32_t id : chosen(selection, kind.selectable)) {
+        Rows one = kind.read(id);
+        rows.names = one.names;
+        rows.rows.push_back(std::move(one.rows.front()));
+    }
     if (&kind == &http_tasks && !options.show_passwords) {
         mask_http_tasks(rows);
     }
-    print_task(kind, rows, options.json);
+    print_tasks(kind, rows, selection.size() > 1 || selection[0].first != selection[0].last, options.json);
 }
 
 void add_show(CLI::App &app) {
-    CLI::App *command = app.add_subcommand("show", "Show every field of one task");
+    CLI::App *command = app.add_subcommand("show", "Show every field of tasks");
     command->group(help_group);
     command->footer("Of several tasks with the same hash or name, one is shown.");
     const auto options = std::make_shared<ShowOptions>();
-    add_number(
-        *command, "ID", "The task's identifier", [options](std::int32_t id) { options->id = id; }, 0);
+    options->selection = add_selection(*command, "Identifiers: 3, 3-7, all", false);
     options->kind = add_kind(*command);
     command->add_option("--hash", options->hash, "The task with this info-hash");
     command->add_option("--name", options->name, "The task with exactly this torrent name");
     command->add_flag("--show-passwords", options->show_passwords, "Show passwords rather than ********");
-    command->add_flag("--json", options->json, "A JSON object");
+    command->add_flag("--json", options->json, "A JSON object; for several tasks an array");
     command->callback([options] { show(*options); });
 }
 
@@ -425,22 +439,22 @@ void add_count(CLI::App &app) {
 
 // ---- set -----------------------------------------------------------------------------------------------------------
 
-void set(const TaskKind &kind, std::int32_t id, const Given &given) {
+void set(const TaskKind &kind, const Selection &selection, const Given &given) {
     if (given.empty()) {
         throw CLI::ValidationError("set", "needs at least one field");
     }
-    const std::vector<FieldChange> changes = kind.changes(id, given);
+    kind.changes(0, given); // for its checks, before anything happens
     require_database();
-    // An update does not tell a missing row from a failure.
-    kind.require(id);
-    make(changes, *kind.store);
+    for (const std::int32_t id : chosen(selection, kind.selectable)) {
+        make(kind.changes(id, given), *kind.store);
+    }
 }
 
 void add_set(CLI::App &app) {
-    CLI::App *command = app.add_subcommand("set", "Change single fields of one task");
+    CLI::App *command = app.add_subcommand("set", "Change single fields of tasks");
     command->group(help_group);
     const auto given = std::make_shared<Given>();
-    const auto id = add_identifier(*command, "The task's identifier");
+    const auto selection = add_selection(*command, "Identifiers: 3, 3-7, all");
     const auto kind = add_kind(*command);
     add_fields(*command, bt_tasks.set_options(), http_tasks.set_options(), given);
     command
@@ -448,38 +462,41 @@ void add_set(CLI::App &app) {
             "--resumed", [given] { given->emplace_back("--paused", "0"); }, "The task is not paused any more")
         ->group("Fields of HTTP/FTP tasks")
         ->excludes("--paused");
-    command->callback([=] { set(**kind, *id, *given); });
+    command->callback([=] { set(**kind, *selection, *given); });
 }
 
 // ---- remove, forget ------------------------------------------------------------------------------------------------
 
 void add_remove(CLI::App &app) {
-    CLI::App *command = app.add_subcommand("remove", "Remove one task with its files");
+    CLI::App *command = app.add_subcommand("remove", "Remove tasks with their files");
     command->group(help_group);
     command->footer("The row, the downloading process and the task's own files go; the data only with\n"
                     "--delete-data. A BitTorrent task takes three seconds.");
-    const auto id = add_identifier(*command, "The task's identifier");
+    const auto selection = add_selection(*command, "Identifiers: 3, 3-7, all");
     const auto kind = add_kind(*command);
     const auto options = std::make_shared<RemoveOptions>();
     command->add_flag("--delete-data", options->delete_data, "What it has downloaded goes too");
     command->add_flag("--dry-run", options->dry_run, "Only say what would go");
     command->add_flag("--yes", options->yes, "Do not ask");
-    command->callback([=] { remove_task(**kind, *id, *options); });
-}
-
-void forget(const TaskKind &kind, std::int32_t id) {
-    require_database();
-    // Deleting what is not there is a success to the library.
-    kind.require(id);
-    kind.forget(id);
+    command->callback([=] {
+        require_database();
+        for (const std::int32_t id : chosen(*selection, (*kind)->selectable)) {
+            remove_task(**kind, id, *options);
+        }
+    });
 }
 
 void add_forget(CLI::App &app) {
-    CLI::App *command = app.add_subcommand("forget", "Delete the row of one task; files stay");
+    CLI::App *command = app.add_subcommand("forget", "Delete the rows of tasks; files stay");
     command->group(help_group);
-    const auto id = add_identifier(*command, "The task's identifier");
+    const auto selection = add_selection(*command, "Identifiers: 3, 3-7, all");
     const auto kind = add_kind(*command);
-    command->callback([=] { forget(**kind, *id); });
+    command->callback([=] {
+        require_database();
+        for (const std::int32_t id : chosen(*selection, (*kind)->selectable)) {
+            (*kind)->forget(id);
+        }
+    });
 }
 
 } // namespace

@@ -53,6 +53,7 @@ struct TaskKind {
     std::int32_t (*count)(std::int32_t filter);
     void (*require)(std::int32_t id); // ends the command unless there is such a task
     void (*forget)(std::int32_t id);
+    Selectable selectable;
 };
 
 extern const TaskKind bt_tasks;
@@ -84,11 +85,22 @@ bool is_http_ftp_address(std::string_view text);
 // well.
 void mask_http_tasks(Rows &rows);
 
-// Turns the states of HTTP/FTP tasks into words, likewise.
-void tell_states(Rows &rows);
+// Every field of each row under its own name. `several`: JSON has an array even for one.
+void print_tasks(const TaskKind &kind, const Rows &rows, bool several, bool json);
 
-// The first row, every field under its own name.
-void print_task(const TaskKind &kind, const Rows &rows, bool json);
+// Tasks of both kinds, with the columns of columns_of_both; their passwords as they are.
+Rows tasks_of_both(std::int32_t start, std::int32_t end, std::int32_t filter);
+extern const std::vector<Column> columns_of_both;
+
+// An option for one of the filters by its name.
+void add_filter(CLI::App &command, std::function<void(std::int32_t)> take);
+
+// Adds a column "status", which says in a word what a task does. The rows are of this kind, or (nullptr) have a column
+// "kind".
+void add_status(Rows &rows, const TaskKind *kind);
+
+// Colours a row that has one.
+const char *status_color(const Rows &rows, const Row &row);
 
 // ---- Options that fill records
 

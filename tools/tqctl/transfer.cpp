@@ -5,6 +5,7 @@
 #include "failure.h"
 #include "output.h"
 #include "stores.h"
+#include "text.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -78,8 +79,14 @@ void add_backup(CLI::App &app) {
 
 // ---- export --------------------------------------------------------------------------------------------------------
 
-bool holds_passwords(const std::string &column) {
-    return column == "account_pass" || column == "task_password";
+// The value as others may see it: without a password, also where one stands in an address.
+Cell masked(const Cell &cell, const std::string &column) {
+    const std::string *text = std::get_if<std::string>(&cell);
+    if (column == "account_pass" || column == "task_password") {
+        const bool empty = std::holds_alternative<std::monostate>(cell) || (text != nullptr && text->empty());
+        return empty ? cell : Cell(Masked{});
+    }
+    return text != nullptr && column == "task_filename" ? Cell(without_password(*text)) : cell;
 }
 
 std::int64_t last_id(const Connection &database, const std::string &table) {
@@ -101,11 +108,8 @@ void export_table(const Connection &database, const std::string &table, bool fir
     for (bool first = true; rows.next(); first = false) {
         std::vector<Cell> cells;
         for (int column = 0; column < rows.columns(); ++column) {
-            cells.push_back(rows.cell(column));
-            const bool empty = cells.back() == Cell(std::string()) || cells.back() == Cell(std::monostate());
-            if (!show_passwords && !empty && holds_passwords(columns[static_cast<std::size_t>(column)])) {
-                cells.back() = Masked{};
-            }
+            const Cell cell = rows.cell(column);
+            cells.push_back(show_passwords ? cell : masked(cell, columns[static_cast<std::size_t>(column)]));
         }
         out += row_text(first, cells);
         if (out.size() > 1U << 16U) {
