@@ -14,7 +14,7 @@ using disk::On;
 
 class Files : public StoreTest, public testing::WithParamInterface<OperationOfTable> {};
 
-INSTANTIATE_TEST_SUITE_P(Faults, Files, testing::ValuesIn(all_operations()),
+INSTANTIATE_TEST_SUITE_P(Faults, Files, testing::ValuesIn(operations_to_try()),
                          [](const auto &of) { return name_of(of.param); });
 
 static const Accident accidents[] = {
@@ -30,7 +30,7 @@ TEST_P(Files, FailWithoutAHalfDoneCall) {
     for (const Accident &accident : accidents) {
         for (const bool goes_on : {false, true}) {
             bool happened = true;
-            for (int at = 1; happened; at += effort(13, 3, 1)) {
+            for (int at = 1; happened; at += effort(5, 3, 1)) {
                 SCOPED_TRACE(std::string(accident.name) + " " + std::to_string(at) +
                              (goes_on ? " and all that follow" : ""));
                 const bool succeeded =

@@ -135,14 +135,14 @@ protected:
     void run_out(const std::string &changed);
 };
 
-INSTANTIATE_TEST_SUITE_P(Store, Memory, testing::ValuesIn(all_operations()),
+INSTANTIATE_TEST_SUITE_P(Store, Memory, testing::ValuesIn(operations_to_try()),
                          [](const auto &of) { return name_of(of.param); });
 
 void Memory::run_out(const std::string &changed) {
     ASSERT_TRUE(configured);
     Trial trial(GetParam(), changed);
     int injected = 0;
-    const int step = effort(31, 7, 1);
+    const int step = effort(13, 7, 1);
     for (const bool goes_on : {false, true}) {
         failed = true;
         for (int at = 1; failed; at += step) {

@@ -324,7 +324,7 @@ TEST_F(Processes, LoseNothingAcknowledgedWhenTheyAreKilled) {
 
 class Killed : public StoreTest, public testing::WithParamInterface<OperationOfTable> {};
 
-INSTANTIATE_TEST_SUITE_P(Faults, Killed, testing::ValuesIn(all_operations()),
+INSTANTIATE_TEST_SUITE_P(Faults, Killed, testing::ValuesIn(operations_to_try()),
                          [](const auto &of) { return name_of(of.param); });
 
 // At each file operation in turn, also in the middle of a write.
@@ -342,7 +342,7 @@ TEST_P(Killed, HaveDoneAllOrNothing) {
     for (const disk::Accident &accident : accidents) {
         bool killed = before != after;
         bool changed = false;
-        for (int at = 1; killed; at += effort(11, 5, 1)) {
+        for (int at = 1; killed; at += effort(7, 5, 1)) {
             SCOPED_TRACE(at);
             snapshot.restore();
             const int status = ended(start([&] {

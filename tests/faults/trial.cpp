@@ -14,6 +14,15 @@ int effort(int least, int quick, int full) {
     return effort == "least" ? least : effort == "full" ? full : quick;
 }
 
+std::vector<OperationOfTable> operations_to_try() {
+    std::vector<OperationOfTable> chosen;
+    const std::vector<OperationOfTable> all = all_operations();
+    for (std::size_t at = 0; at < all.size(); at += static_cast<std::size_t>(effort(5, 1, 1))) {
+        chosen.push_back(all[at]);
+    }
+    return chosen;
+}
+
 static std::map<std::string, long> figures;
 
 class PrintFigures : public testing::Environment {

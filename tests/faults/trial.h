@@ -7,6 +7,7 @@
 
 #include <functional>
 #include <string>
+#include <vector>
 
 namespace test {
 
@@ -34,6 +35,9 @@ private:
 // How much of a suite runs, as KORVO_EFFORT has it: "least" where a program runs many times slower, "full" for the
 // whole of it, and between them what fits into every test run.
 int effort(int least, int quick, int full);
+
+// All operations; every fifth with the least effort.
+std::vector<OperationOfTable> operations_to_try();
 
 // Counts; the figures are printed when the program has run all its tests.
 void tally(const std::string &what, long count = 1);
