@@ -1,10 +1,10 @@
 // Stands between the library and SQLite: these functions are found before SQLite's own, note the call and pass it on.
 
+#include "next.h"
 #include "support.h"
 
 #include <algorithm>
 #include <atomic>
-#include <dlfcn.h>
 
 namespace test {
 
@@ -46,10 +46,6 @@ public:
 
 static std::string text(const char *text) {
     return text != nullptr ? text : "NULL";
-}
-
-template <class Function> static Function *next(Function * /*own*/, const char *name) {
-    return reinterpret_cast<Function *>(dlsym(RTLD_NEXT, name));
 }
 
 } // namespace test
