@@ -240,11 +240,12 @@ TEST_F(Removal, ADownloadedFileIsWhereItsNameAndStateSay) {
             {"x", "canary/", 1, "", {}},
             {"x", "%2e%2e%2fcanary", 1, "", {}},
             {"x", "folder%2F..%2f..%2Fcanary", 1, "", {}},
-            {"x", "c%61na%72%79", 1, "", {down + "canary"}},
+            {"x", "c%61na%72y", 1, "", {down + "canary"}},
             {"x", "%j3%Q1nary", 1, "", {}}, // digits that are none: 39, which is no letter
+            {"x", "c%6hnary", 1, "", {down + "canary"}},
             {"x", "%v3%v1nary", 1, "", {down + "\xf3\xf1nary"}},
-            {"x", "canary%", 1, "", {down + "canary%"}},
-            {"x", "canary%4", 1, "", {down + "canary%4"}},
+            {"x", "c%61nary%", 1, "", {down + "canary%"}},
+            {"x", "c%61nary%4", 1, "", {down + "canary%4"}},
             {"x", hostile, 1, "", {down + hostile}},
         };
         for (const auto &[address, saved, state, move_folder, gone] : cases) {
@@ -267,6 +268,13 @@ TEST_F(Removal, ADownloadedFileIsWhereItsNameAndStateSay) {
 // A path that was cut would name the file "nam" or, with the slashes it is padded with, the file itself.
 TEST_F(Removal, ATextThatMayBeCutIsNoPath) {
     const auto padded = [](std::size_t length) { return "Download" + std::string(length - 8, '/'); };
+    const auto encoded = [](std::size_t length) { // short once it is decoded
+        std::string slashes(length % 3, '/');
+        while (slashes.size() < length) {
+            slashes += "%2f";
+        }
+        return slashes;
+    };
     const std::size_t longest_folder = 1023 - std::string("/share//name").size();
     const struct {
         std::size_t longest;
@@ -275,6 +283,7 @@ TEST_F(Removal, ATextThatMayBeCutIsNoPath) {
         {255, [&](std::size_t length) { return torrent("name", 5, padded(length)); }},
         {255, [&](std::size_t length) { return download("/", "name", 3, padded(length)); }},
         {1023, [](std::size_t length) { return torrent(std::string(length - 4, '/') + "name"); }},
+        {1022, [&](std::size_t length) { return download("/", encoded(length - 4) + "name"); }},
         {1024, [](std::size_t length) { return download(std::string(length - 5, 'x') + "/name"); }},
         {255, [&](std::size_t length) { return configure(padded(length), ""), torrent("name"); }},
         {longest_folder, [&](std::size_t length) { return configure("", padded(length)), download("/", "name"); }},
