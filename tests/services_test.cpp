@@ -272,6 +272,13 @@ TEST_F(Services, AMessageIsMailedAndTracedAsItIs) {
     send("/tmp/sendmail", 0, "");
     send("/tmp/none", -1, "undeliverable");
     EXPECT_EQ(tqv3_notification_send(nullptr), BTDB_ERR_PARAM);
+
+    // Without a standard input the trace has its descriptor.
+    const int input = dup(STDIN_FILENO);
+    close(STDIN_FILENO);
+    send("/tmp/none", -1, "from a daemon");
+    dup2(input, STDIN_FILENO);
+    close(input);
 }
 
 TEST_F(Services, TheTraceFollowsNoLinkAndWaitsForNobody) {

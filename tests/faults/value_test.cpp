@@ -163,6 +163,42 @@ TEST_P(Boundaries, HoldForEveryFieldAndPosition) {
     std::printf("\n");
 }
 
+// No row has it, but it is no wrong identifier either.
+TEST_F(StoreTest, LooksForTheIdentifierZeroToo) {
+    for (const Table &table : tables()) {
+        table.create();
+    }
+    static const std::int32_t value = 0;
+    const struct {
+        std::int32_t result;
+        std::int32_t (*call)();
+    } calls[] = {
+        {BTDB_ERR_UPDATE, [] { return bt_db_update_task_move_folder_by_task_id(0, ""); }},
+        {BTDB_ERR_UPDATE, [] { return bt_db_update_task_hash_by_task_id(0, ""); }},
+        {BTDB_ERR_UPDATE, [] { return bt_db_update_recode_by_task_id(0, 0); }},
+        {BTDB_ERR_QUERY, [] { return bt_db_query_filename_by_task_id(0, scratch); }},
+        {BTDB_ERR_QUERY, [] { return bt_db_query_data_by_task_id(0, scratch_record<BtTaskRecord>()); }},
+        {BTDB_OK, [] { return bt_db_query_data_by_task_id_with_callback(deliver, 0, nullptr); }},
+        {BTDB_ERR_QUERY, [] { return bt_db_query_data_by_session_id(0, scratch_record<BtSessionRecord>()); }},
+        {BTDB_ERR_UPDATE, [] { return http_ftp_db_update_pid_by_task_id(0, 0); }},
+        {BTDB_ERR_UPDATE, [] { return http_ftp_db_update_task_field_by_id(0, HTTP_FTP_TASK_FIELD_STATE, &value); }},
+        {BTDB_ERR_UPDATE, [] { return http_ftp_db_update_task_field_by_pid(0, HTTP_FTP_TASK_FIELD_STATE, &value); }},
+        {BTDB_ERR_QUERY, [] { return http_ftp_db_query_filename_by_task_id(0, scratch); }},
+        {BTDB_ERR_QUERY, [] { return http_ftp_db_query_pid_by_task_id(0); }},
+        {BTDB_ERR_QUERY, [] { return http_ftp_db_query_data_by_task_id(0, scratch_record<HttpFtpTaskRecord>()); }},
+        {0, [] { return bt_fdata_query_count(0, 0); }},
+        {BTDB_OK, [] { return bt_fdata_query(nullptr, deliver, 0, 0, nullptr); }},
+        {0, [] { return bt_infodata_query_count(0, 0, 0); }},
+        {BTDB_OK, [] { return bt_infodata_query(nullptr, deliver, 0, 0, 0, nullptr); }},
+        {BTDB_ERR_QUERY, [] { return bt_rss_query_data_by_id(0, scratch_record<BtRssRecord>()); }},
+        {BTDB_ERR_QUERY, [] { return bt_rss_job_query_data_by_id(0, scratch_record<BtRssJobRecord>()); }},
+        {BTDB_ERR_QUERY, [] { return bt_account_query_data_by_id(0, scratch_record<BtAccountRecord>()); }},
+    };
+    for (const auto &[result, look] : calls) {
+        EXPECT_EQ(look(), result);
+    }
+}
+
 // ---- Damage
 
 static std::string bytes_of(const char *file) {
