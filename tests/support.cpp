@@ -1,11 +1,11 @@
 #include "support.h"
 
 #include <algorithm>
-#include <cctype>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <regex>
 
 namespace test {
 
@@ -84,9 +84,8 @@ Rows contents(Connection &connection) {
     Rows all;
     for (const Row &name : connection.rows("SELECT name FROM sqlite_master WHERE type = 'table' ORDER BY name")) {
         all.push_back(name);
-        for (const Row &row : connection.rows("SELECT * FROM " + name[0] + " ORDER BY rowid")) {
-            all.push_back(row);
-        }
+        const Rows rows = connection.rows("SELECT * FROM " + name[0] + " ORDER BY rowid");
+        all.insert(all.end(), rows.begin(), rows.end());
     }
     return all;
 }
@@ -281,10 +280,7 @@ StoreTest::~StoreTest() {
 }
 
 void fill(const Table &table, int count) {
-    std::string statements;
-    for (const std::string &statement : table.schema) {
-        statements += statement;
-    }
+    std::string statements = joined(table.schema, "");
     for (int seed = 1; seed <= count; ++seed) {
         statements += row_insertion(table, Record(table, seed).row());
     }
@@ -299,22 +295,22 @@ std::vector<Operation> operations(const Table &table) {
         {{"flush", table.flush}, BTDB_OK, BTDB_ERR_FLUSH, {"DELETE FROM " + name + ";"}},
     };
     const Record first(table, 1), third(table, 3);
-    for (const std::uint32_t selector : table.selectors) {
-        const std::string column = table.fields[selector].column;
-        all.push_back(deletes({"delete by " + column, [call = table.remove, selector,
-                                                       first] { return call(selector, first.field(selector)); }},
-                              "DELETE FROM " + name + " WHERE " + column + " = " + first.row()[selector] + ";",
-                              table.drop_and_remove_wait));
+    const auto is = [&table](const Record &record, std::size_t position) {
+        return table.fields[position].column + (" = " + record.row()[position]);
+    };
+    for (const std::uint32_t at : table.selectors) {
+        all.push_back(deletes(
+            {"delete by " + std::to_string(at), [call = table.remove, at, first] { return call(at, first.field(at)); }},
+            "DELETE FROM " + name + " WHERE " + is(first, at) + ";", table.drop_and_remove_wait));
     }
     for (const Setter &setter : table.setters) {
-        const std::string key = first.row()[position_of(table.fields, setter.key)];
-        for (const std::uint32_t position : setter.positions) {
-            const std::string column = table.fields[position].column;
-            all.push_back(
-                updates({setter.name + (" " + column), [call = setter.call, id = std::stoi(key), position,
-                                                        third] { return call(id, position, third.field(position)); }},
-                        "UPDATE " + name + " SET \t" + column + " = " + third.row()[position] + " \tWHERE " +
-                            setter.key + " = " + key + ";"));
+        const std::size_t key = position_of(table.fields, setter.key);
+        for (const std::uint32_t at : setter.positions) {
+            const auto set = [call = setter.call, id = std::stoi(first.row()[key]), at, third] {
+                return call(id, at, third.field(at));
+            };
+            all.push_back(updates({setter.name + (" " + std::to_string(at)), set},
+                                  "UPDATE " + name + " SET \t" + is(third, at) + " \tWHERE " + is(first, key) + ";"));
         }
     }
     all.insert(all.end(), table.operations.begin(), table.operations.end());
@@ -357,15 +353,8 @@ std::vector<OperationOfTable> all_operations() {
 }
 
 std::string name_of(const OperationOfTable &of) {
-    std::string name;
-    for (const char c : std::string(of.table->name) + " " + of.operation.name) {
-        if (std::isalnum(static_cast<unsigned char>(c)) != 0) {
-            name += c;
-        } else if (name.back() != '_') {
-            name += '_';
-        }
-    }
-    return name;
+    const std::string name = std::string(of.table->name) + "_" + of.operation.name;
+    return std::regex_replace(name, std::regex("[^A-Za-z0-9]+"), "_");
 }
 
 } // namespace test
