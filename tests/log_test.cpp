@@ -185,7 +185,7 @@ TEST_F(LogTest, ChangesDestinations) {
 }
 
 TEST_F(LogTest, CutsLongMessages) {
-    for (const std::size_t length : {1022, 1023, 1024, 5000}) {
+    for (const std::size_t length : {1022U, 1023U, 1024U, 5000U}) {
         const std::string text = std::string(length - 1, 'x') + "\n";
         expect_shown(text.substr(0, 1023), [&] { err_log(1, 1, "%s", text.c_str()); });
     }

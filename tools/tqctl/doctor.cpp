@@ -209,11 +209,12 @@ void check_indexes(Findings &findings, std::map<std::string, Object> &objects, c
 
 void check_foreign(Findings &findings, const std::map<std::string, Object> &objects) {
     for (const auto &[name, object] : objects) {
-        const bool ours = std::ranges::any_of(table_rules(),
-                                              [&](const TableRule &rule) { return object.table == rule.store->table; });
+        const std::string &table = object.table;
+        const bool ours =
+            std::ranges::any_of(table_rules(), [&table](const TableRule &rule) { return table == rule.store->table; });
         const std::string what = "the " + object.type + " " + name;
         if (ours) {
-            findings.fault("foreign", what + " on " + object.table + " is none of ours and changes how it behaves");
+            findings.fault("foreign", what + " on " + table + " is none of ours and changes how it behaves");
         } else {
             findings.note("foreign", what + " is none of ours");
         }
