@@ -129,13 +129,6 @@ TEST_F(BothKinds, OrdersByStartTimeAsTextAndPagesAcrossTheKinds) {
     }
 }
 
-TEST_F(BothKinds, KeepsTasksApartThatDifferInNothingButTheirKey) {
-    sql("INSERT INTO BT_TASK (task_id) VALUES (1), (2); INSERT INTO HTTP_FTP_TASK (task_id) VALUES (1), (2)");
-    std::vector<std::string> listed = list(BT_TASK_FILTER_ALL);
-    std::sort(listed.begin(), listed.end());
-    EXPECT_EQ(listed, (std::vector<std::string>{"bt1", "bt2", "http1", "http2"}));
-}
-
 TEST_F(BothKinds, EachFilterSelectsAndCountsTheSameTasks) {
     std::vector<State> tasks;
     std::string rows;
@@ -190,18 +183,12 @@ TEST_F(BothKinds, EachFilterSelectsAndCountsTheSameTasks) {
     }
 }
 
-TEST_F(BothKinds, NeedsBothTablesAndStopsWhenTold) {
-    sql("INSERT INTO BT_TASK (task_id) VALUES (1), (2)");
-    Listed stopped;
-    stopped.stop_after = 1;
-    EXPECT_EQ(tq_db_query_task(nullptr, note, 0, 0, 0, 0, &stopped), BTDB_ERR_QUERY);
-    EXPECT_EQ(stopped.rows.size(), 1U);
-
-    sql("VACUUM INTO '" + std::string(other_file) + "'; DROP TABLE HTTP_FTP_TASK");
-    for (const auto &[file, result, rows] :
-         {std::tuple<const char *, std::int32_t, std::size_t>{nullptr, BTDB_ERR_QUERY, 0},
-          {other_file, BTDB_OK, 2},
-          {"/mnt/missing/tq.db", BTDB_ERR_OPEN, 0}}) {
+TEST_F(BothKinds, ListNeedsBothTablesInTheFileItIsGiven) {
+    sql("INSERT INTO BT_TASK (task_id) VALUES (1), (2); VACUUM INTO '" + std::string(other_file) +
+        "'; DROP TABLE HTTP_FTP_TASK");
+    const std::tuple<const char *, std::int32_t, std::size_t> files[] = {
+        {nullptr, BTDB_ERR_QUERY, 0}, {other_file, BTDB_OK, 2}, {"/mnt/missing/tq.db", BTDB_ERR_OPEN, 0}};
+    for (const auto &[file, result, rows] : files) {
         Listed listed;
         EXPECT_EQ(tq_db_query_task(file, note, 0, 0, 0, 0, &listed), result);
         EXPECT_EQ(listed.rows.size(), rows);
