@@ -34,4 +34,10 @@ Outcome in_child(const std::function<void()> &body) {
     return outcome;
 }
 
+void expect_in_child(const std::string &errors, const std::function<void()> &body, int status) {
+    const Outcome outcome = in_child(body);
+    EXPECT_EQ(outcome.errors, errors);
+    EXPECT_EQ(outcome.status, status);
+}
+
 } // namespace test

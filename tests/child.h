@@ -14,6 +14,8 @@ struct Outcome {
 
 Outcome in_child(const std::function<void()> &body);
 
+void expect_in_child(const std::string &errors, const std::function<void()> &body, int status = 0);
+
 } // namespace test
 
 #endif

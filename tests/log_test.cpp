@@ -77,13 +77,6 @@ namespace {
 
 constexpr const char *file = "/tmp/log_test.log";
 
-// In a child; expects this on standard error and syslog.
-void expect_shown(const std::string &shown, const std::function<void()> &body, int status = 0) {
-    const Outcome outcome = in_child(body);
-    EXPECT_EQ(outcome.errors, shown);
-    EXPECT_EQ(outcome.status, status);
-}
-
 class LogTest : public testing::Test {
 protected:
     LogTest() { std::filesystem::remove(file); }
@@ -111,7 +104,7 @@ TEST_F(LogTest, FiltersByThresholdAndMask) {
     EXPECT_EQ(err_debuglevel, 10);
     for (const auto &each : cases) {
         SCOPED_TRACE(&each - cases);
-        expect_shown(each.written ? "50%n\n" : "", [&] {
+        expect_in_child(each.written ? "50%n\n" : "", [&] {
             err_debuglevel = each.threshold;
             if (each.modules != nullptr) {
                 EXPECT_EQ(err_setdebugmask(std::string(each.modules).data()), 0);
@@ -145,7 +138,7 @@ TEST_F(LogTest, WritesToTheDestinationAndEndsTheProcessAtLevelZero) {
             err_setdebugmask(none);
             err_log(0, 1, "%s\n", "end");
         };
-        expect_shown(each.shown, body, EXIT_FAILURE);
+        expect_in_child(each.shown, body, EXIT_FAILURE);
         EXPECT_EQ(content(file), each.filed);
         std::filesystem::remove(file);
     }
@@ -158,7 +151,7 @@ TEST_F(LogTest, ChangesDestinations) {
         const std::filesystem::directory_iterator all("/proc/self/fd");
         return std::distance(begin(all), end(all));
     };
-    expect_shown("openlog one 1 24\n<5>syslog\ncloselog\nstandard error\n", [&] {
+    expect_in_child("openlog one 1 24\n<5>syslog\ncloselog\nstandard error\n", [&] {
         const auto at_first = descriptors();
         now = 1;
         setenv("TZ", "UTC", 1);
@@ -180,14 +173,14 @@ TEST_F(LogTest, ChangesDestinations) {
         err_setdest("tests", LOGDEST_SYSLOG);
         err_setdest("/no/such/folder", LOGDEST_LOGFILE);
     };
-    expect_shown("openlog tests 1 24\ncloselog\nError opening /no/such/folder: No such file or directory\n",
-                 without_folder, EXIT_FAILURE);
+    expect_in_child("openlog tests 1 24\ncloselog\nError opening /no/such/folder: No such file or directory\n",
+                    without_folder, EXIT_FAILURE);
 }
 
 TEST_F(LogTest, CutsLongMessages) {
     for (const std::size_t length : {1022U, 1023U, 1024U, 5000U}) {
         const std::string text = std::string(length - 1, 'x') + "\n";
-        expect_shown(text.substr(0, 1023), [&] { err_log(1, 1, "%s", text.c_str()); });
+        expect_in_child(text.substr(0, 1023), [&] { err_log(1, 1, "%s", text.c_str()); });
     }
 }
 
@@ -223,7 +216,7 @@ TEST_F(LogTest, ReadsTheMaskFromAListOfNames) {
         {"none", "none", 1, 0, ""},
     };
     for (const auto &each : cases) {
-        expect_shown(each.shown, [&] {
+        expect_in_child(each.shown, [&] {
             err_debuglevel = each.threshold;
             std::string list = each.list;
             EXPECT_EQ(err_setdebugmask(list.data()), each.result);
@@ -278,7 +271,7 @@ TEST_F(LogTest, KeepsTheLinesOfThreadsWhole) {
 
 TEST_F(LogTest, WritesAlsoWhenItsMutexFails) {
     for (int *const failing : {&lock_fails, &unlock_fails}) {
-        expect_shown("written\n", [&] {
+        expect_in_child("written\n", [&] {
             *failing = EPERM;
             errno = 0;
             err_log(1, 1, "written\n");

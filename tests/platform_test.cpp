@@ -53,9 +53,10 @@ TEST_F(Platform, AnyValueComesBackAsItWas) {
     for (int byte = 1; byte < 256; ++byte) {
         bytes += static_cast<char>(byte);
     }
-    for (const std::string &text : {std::string(), std::string(" "), std::string("a b"), std::string(" a "),
-                                    std::string("\"a\""), std::string("\"a"), std::string("a\"\\x41\\"),
-                                    std::string("[a]\nb = c\n"), std::string("# a"), bytes, std::string(4000, 'z')}) {
+    const std::vector<std::string> texts = {
+        "",    " ",    "a b",        " a",           "a ",  "\"",  "\"a\"",
+        "\"a", "\n\"", "a\"\\x41\\", "[a]\nb = c\n", "# a", bytes, std::string(4000, 'z')};
+    for (const std::string &text : texts) {
         EXPECT_EQ(Set_Profile_String("BTDownload", "key", text.c_str()), 0);
         EXPECT_EQ(value("key"), text);
         EXPECT_EQ(value("other"), "the default");
@@ -66,18 +67,18 @@ TEST_F(Platform, AnyValueComesBackAsItWas) {
 }
 
 TEST_F(Platform, BooleansAreReadAsPeopleWriteThem) {
-    write_file(profile, "[BTDownload]\na=TRUE\nb=yes\nc=On\nd=1\ne=False\nf=NO\ng=off\nh=0\ni=\nj=trueish\n");
-    std::string read;
-    for (const char *key : {"a", "b", "c", "d", "e", "f", "g", "h", "i", "j", "missing"}) {
-        read += std::to_string(Get_Profile_Boolean("BTDownload", key, 5)) + " ";
+    const std::pair<std::string, int> words[] = {{"TRUE", 1}, {"yes", 1}, {"On", 1}, {"1", 1}, {"False", 0},
+                                                 {"NO", 0},   {"off", 0}, {"0", 0},  {"", 5},  {"trueish", 5}};
+    for (const auto &[word, value] : words) {
+        write_file(profile, "[BTDownload]\nkey=" + word + "\n");
+        EXPECT_EQ(Get_Profile_Boolean("BTDownload", "key", 5), value) << word;
     }
-    EXPECT_EQ(read, "1 1 1 1 0 0 0 0 5 5 5 ");
+    EXPECT_EQ(Get_Profile_Boolean("BTDownload", "missing", 5), 5);
 }
 
 TEST_F(Platform, AFileThatCannotBeUnderstoodIsTheDefaultsAndStaysAsItIs) {
     EXPECT_EQ(value("key"), "the default") << "no file";
-    for (const std::string &text : {std::string("[BTDownload\nkey = value\n"), std::string("\xff\xfe\x01"),
-                                    std::string("[BTDownload]\nkey = \xc3(\n")}) {
+    for (const std::string text : {"[BTDownload\nkey = value\n", "\xff\xfe\x01", "[BTDownload]\nkey = \xc3(\n"}) {
         write_file(profile, text);
         EXPECT_EQ(value("key"), "the default");
         EXPECT_NE(Set_Profile_String("BTDownload", "key", "new"), 0);
@@ -102,31 +103,30 @@ TEST_F(Platform, ALinkStaysALinkAndALeftoverIsNoObstacle) {
 }
 
 TEST_F(Platform, WritersAtOnceLoseNothingAndReadersSeeNoHalfFile) {
-    constexpr int processes = 3, values = 30;
+    constexpr int writers = 3, values = 30;
+    const auto key = [](int writer, int i) { return std::to_string(writer) + " " + std::to_string(i); };
     ASSERT_EQ(Set_Profile_String("BTDownload", "constant", "there"), 0);
-    std::vector<pid_t> children;
-    for (int process = 0; process < processes; ++process) {
-        children.push_back(fork());
-        ASSERT_GE(children.back(), 0);
-        if (children.back() == 0) {
-            int failed = 0;
+    int start[2];
+    ASSERT_EQ(pipe(start), 0); // closed when all may begin
+    for (int writer = 0; writer < writers; ++writer) {
+        if (fork() == 0) {
+            char nothing;
+            close(start[1]);
+            int failed = read(start[0], &nothing, 1) != 0 ? 1 : 0;
             for (int i = 0; i < values; ++i) {
-                const std::string key = std::to_string(process) + " " + std::to_string(i);
-                failed += Set_Profile_String("BTDownload", key.c_str(), "kept") != 0 ? 1 : 0;
+                failed += Set_Profile_String("BTDownload", key(writer, i).c_str(), "kept") != 0 ? 1 : 0;
                 failed += value("constant") != "there" ? 1 : 0;
             }
             _exit(failed);
         }
     }
-    for (const pid_t child : children) {
-        int status = -1;
-        waitpid(child, &status, 0);
+    close(start[0]);
+    close(start[1]);
+    for (int status = -1; wait(&status) > 0;) {
         EXPECT_EQ(status, 0);
     }
-    for (int process = 0; process < processes; ++process) {
-        for (int i = 0; i < values; ++i) {
-            EXPECT_EQ(value((std::to_string(process) + " " + std::to_string(i)).c_str()), "kept");
-        }
+    for (int i = 0; i < writers * values; ++i) {
+        EXPECT_EQ(value(key(i / values, i % values).c_str()), "kept");
     }
 }
 
@@ -142,8 +142,9 @@ TEST_F(Platform, TheServersNameIsTheHosts) {
 TEST_F(Platform, MailReachesTheMailSystemAsItIs) {
     install_sendmail();
     write_file(profile, "[Alert]\nMail To = -admin@example.org\nMail Program = /tmp/sendmail\n");
-    for (const std::string &message :
-         {std::string("done"), std::string("$(touch /tmp/x) `x` 'y' \"z\" \\\n.\n\xff"), std::string(200000, 'm')}) {
+    const std::vector<std::string> messages = {"done", "$(touch /tmp/x) `x` 'y' \"z\" \\\n.\n\xff",
+                                               std::string(200000, 'm')};
+    for (const std::string &message : messages) {
         EXPECT_EQ(Send_Alert_Mail("nas\nBcc: x", message.c_str(), nullptr), 0);
         const std::string mail = content("/tmp/mail");
         EXPECT_EQ(mail.rfind("To: -admin@example.org\nSubject: [nas?Bcc: x] Alert\n", 0), 0U) << mail;
