@@ -7,7 +7,7 @@ put '/share/Download/A film/disc 1/part' '/share/Download/A film.fastresume' /sh
 "$tqctl" add --name other >/dev/null
 
 say 'Nothing happens without an answer.'
-tq remove 1 --dry-run
+tq remove 1-9 --dry-run
 tq remove 1 --dry-run --delete-data
 tq remove 1
 echo n | script -qec "$tqctl remove 1 --delete-data" /dev/null | tr -d '\r' || true

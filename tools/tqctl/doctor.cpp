@@ -3,20 +3,19 @@
 #include "database_file.h"
 #include "failure.h"
 #include "listing.h"
+#include "message_queue.h"
 #include "schema.h"
+#include "text.h"
 
 #include <algorithm>
 #include <array>
 #include <cctype>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <fstream>
 #include <limits>
 #include <map>
 #include <memory>
-#include <sys/ipc.h>
-#include <sys/msg.h>
 #include <sys/stat.h>
 
 namespace tqctl {
@@ -44,12 +43,6 @@ private:
     std::size_t faults_ = 0;
 };
 
-std::string in_octal(mode_t mode) {
-    std::array<char, 16> digits{};
-    std::snprintf(digits.data(), digits.size(), "%04o", mode & 07777U);
-    return digits.data();
-}
-
 // ---- The file ------------------------------------------------------------------------------------------------------
 
 void check_file(Findings &findings, const std::string &path) {
@@ -57,7 +50,7 @@ void check_file(Findings &findings, const std::string &path) {
     if (stat(path.c_str(), &status) != 0) {
         throw Failure(Exit::database, "tqctl: " + path + " cannot be reached: " + std::strerror(errno));
     }
-    const std::string mode = "mode " + in_octal(status.st_mode);
+    const std::string mode = "mode " + octal(status.st_mode);
     if ((status.st_mode & S_IWOTH) != 0) {
         findings.fault("file", mode + ": every user of the machine may change it");
     } else if ((status.st_mode & (S_IRUSR | S_IWUSR)) != (S_IRUSR | S_IWUSR)) {
@@ -302,26 +295,18 @@ void check_contents(Findings &findings, const Connection &database, const std::v
 
 // ---- The message queue ---------------------------------------------------------------------------------------------
 
-// Does not make the queue, as a call of the library would.
 void check_queue(Findings &findings) {
-    constexpr key_t key = 2502;
-    constexpr unsigned message_size = 20;
-    const int queue = msgget(key, 0);
-    if (queue < 0 && errno == ENOENT) {
+    const auto queue = message_queue();
+    if (!queue) {
         findings.ok("queue", "none yet; the first message makes it");
         return;
     }
-    msqid_ds status{};
-    if (queue < 0 || msgctl(queue, IPC_STAT, &status) != 0) {
-        findings.fault("queue", std::string("cannot be looked at: ") + std::strerror(errno));
-        return;
-    }
-    const std::string waiting = "messages waiting: " + std::to_string(status.msg_qnum);
-    if (status.__msg_cbytes + message_size > status.msg_qbytes) {
+    const std::string waiting = "messages waiting: " + std::to_string(queue->msg_qnum);
+    if (room_for_messages(*queue) == 0) {
         findings.fault("queue", waiting + "; it is full, and the next program that sends will end; is the daemon "
                                           "running?");
     } else {
-        findings.ok("queue", waiting + ", mode " + in_octal(status.msg_perm.mode));
+        findings.ok("queue", waiting + ", mode " + octal(queue->msg_perm.mode));
     }
 }
 
@@ -370,7 +355,7 @@ void doctor(const DoctorOptions &options) {
     if (options.path.empty()) {
         require_database();
         examine(findings, BTDB_DEFAULT_FILE);
-        check_queue(findings);
+        attempt(findings, "queue", [&] { check_queue(findings); });
     } else {
         examine(findings, options.path);
     }

@@ -1,8 +1,10 @@
 // The message queue to the torrent daemon: tqctl msg.
 #include "commands.h"
 #include "failure.h"
+#include "message_queue.h"
 #include "output.h"
 #include "table.h"
+#include "text.h"
 
 #include <algorithm>
 #include <array>
@@ -18,30 +20,8 @@
 namespace tqctl {
 namespace {
 
-constexpr std::size_t message_size = sizeof(BtMessage) - sizeof(BtMessage::mtype);
-
 std::string with_reason(const std::string &what) {
     return "tqctl: " + what + ": " + std::strerror(errno);
-}
-
-// What the kernel knows of the queue; nothing when there is none.
-std::optional<msqid_ds> queue() {
-    msqid_ds status{};
-    const int id = msgget(BT_MSG_KEY, 0);
-    if (id != -1 && msgctl(id, IPC_STAT, &status) != -1) {
-        return status;
-    }
-    if (id == -1 || errno == EINVAL || errno == EIDRM) { // never there, or gone in between
-        return {};
-    }
-    throw Failure(Exit::failed, with_reason("the message queue cannot be looked at"));
-}
-
-// How many more messages of ours it takes.
-std::uint64_t room(const msqid_ds &status) {
-    const std::uint64_t bytes = status.msg_qbytes - std::min<std::uint64_t>(status.__msg_cbytes, status.msg_qbytes);
-    const std::uint64_t messages = status.msg_qbytes - std::min<std::uint64_t>(status.msg_qnum, status.msg_qbytes);
-    return std::min(bytes / message_size, messages);
 }
 
 // A queue that refuses us would end this process, with a word for the log and none for the operator. So we ask first,
@@ -56,7 +36,7 @@ void send(const BtMessage &message) {
     if (refused(0666)) {
         throw Failure(Exit::failed, with_reason("the message queue takes nothing from this user"));
     }
-    if (const auto status = queue(); status && room(*status) == 0) {
+    if (const auto status = message_queue(); status && room_for_messages(*status) == 0) {
         throw Failure(Exit::failed, "tqctl: the message queue is full, nothing was sent: " +
                                         std::to_string(status->msg_qnum) + " messages wait for the daemon");
     }
@@ -166,14 +146,8 @@ std::string user_name(uid_t user) {
     return entry != nullptr ? entry->pw_name : std::to_string(user);
 }
 
-std::string octal(unsigned mode) {
-    char text[8];
-    std::snprintf(text, sizeof text, "%04o", mode);
-    return text;
-}
-
 void status(bool json) {
-    const auto known = queue();
+    const auto known = message_queue();
     if (!known) {
         throw Failure(Exit::not_there, "tqctl: there is no message queue");
     }
@@ -183,8 +157,9 @@ void status(bool json) {
     };
     Rows rows;
     rows.names = {"messages", "room", "bytes", "limit", "owner", "mode"};
-    rows.rows = {{std::to_string(known->msg_qnum), std::to_string(room(*known)), std::to_string(known->__msg_cbytes),
-                  std::to_string(known->msg_qbytes), user_name(known->msg_perm.uid), octal(known->msg_perm.mode)}};
+    rows.rows = {{std::to_string(known->msg_qnum), std::to_string(room_for_messages(*known)),
+                  std::to_string(known->__msg_cbytes), std::to_string(known->msg_qbytes),
+                  user_name(known->msg_perm.uid), octal(known->msg_perm.mode)}};
     print(json ? json_record(rows, columns) : records(rows, columns));
 }
 

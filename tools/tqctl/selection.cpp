@@ -50,9 +50,8 @@ std::vector<std::int32_t> selected(const std::vector<IdentifierRange> &ranges, s
             there.push_back(range.first);
         }
     }
-    std::ranges::sort(there);
-    const auto repeated = std::ranges::unique(there);
-    there.erase(repeated.begin(), repeated.end());
+    std::sort(there.begin(), there.end());
+    there.erase(std::unique(there.begin(), there.end()), there.end());
     return there;
 }
 

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 
 namespace tqctl {
 namespace {
@@ -136,6 +137,12 @@ std::string without_password(std::string_view address) {
         return std::string(address);
     }
     return std::string(address.substr(0, begin + colon + 1)) + "********" + std::string(address.substr(begin + at));
+}
+
+std::string octal(unsigned mode) {
+    char digits[16];
+    std::snprintf(digits, sizeof digits, "%04o", mode & 07777U);
+    return digits;
 }
 
 } // namespace tqctl
