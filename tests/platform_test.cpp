@@ -6,6 +6,7 @@
 
 #include <cstring>
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -100,6 +101,25 @@ TEST_F(Platform, ALinkStaysALinkAndALeftoverIsNoObstacle) {
     EXPECT_EQ(Set_Profile_String("BTDownload", "key", "new"), 0);
     EXPECT_TRUE(std::filesystem::is_symlink(profile));
     EXPECT_EQ(content("/mnt/HDA_ROOT/behind.conf"), "[BTDownload]\nkey = new\n");
+}
+
+TEST_F(Platform, AWriterWaitsForTheOneBefore) {
+    ASSERT_EQ(Set_Profile_String("BTDownload", "key", "old"), 0);
+    const int lock = open("/mnt/HDA_ROOT/korvo.conf.lock", O_RDONLY | O_CLOEXEC);
+    ASSERT_EQ(flock(lock, LOCK_EX), 0);
+    const pid_t writer = fork();
+    if (writer == 0) {
+        close(lock);
+        _exit(Set_Profile_String("BTDownload", "key", "new") != 0 ? 1 : 0);
+    }
+    usleep(200'000); // time enough for one that does not wait
+    EXPECT_EQ(value("key"), "old");
+    EXPECT_EQ(flock(lock, LOCK_UN), 0);
+    close(lock);
+    int status = -1;
+    EXPECT_EQ(waitpid(writer, &status, 0), writer);
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(value("key"), "new");
 }
 
 TEST_F(Platform, WritersAtOnceLoseNothingAndReadersSeeNoHalfFile) {
