@@ -205,7 +205,8 @@ void check_foreign(Findings &findings, const std::map<std::string, Object> &obje
         const std::string &table = object.table;
         const bool ours =
             std::ranges::any_of(table_rules(), [&table](const TableRule &rule) { return table == rule.store->table; });
-        const std::string what = "the " + object.type + " " + name;
+        std::string what = "the ";
+        what.append(object.type).append(" ").append(name);
         if (ours) {
             findings.fault("foreign", what + " on " + table + " is none of ours and changes how it behaves");
         } else {

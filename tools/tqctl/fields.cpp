@@ -15,13 +15,12 @@ std::shared_ptr<std::int32_t> add_identifier(CLI::App &command, const char *help
 }
 
 std::shared_ptr<Selection> add_selection(CLI::App &command, const char *help, bool required) {
-    const auto selection = std::make_shared<Selection>();
+    auto selection = std::make_shared<Selection>();
     const auto take = [selection](const std::vector<std::string> &words) {
         for (const std::string &word : words) {
             const auto ranges = read_selection(word);
             if (!ranges) {
-                throw CLI::ValidationError("ID",
-                                           "\"" + word + "\" is no identifier, no range like 3-7 and not \"all\"");
+                throw CLI::ValidationError("ID", '"' + word + R"(" is no identifier, no range like 3-7 and not "all")");
             }
             selection->insert(selection->end(), ranges->begin(), ranges->end());
         }

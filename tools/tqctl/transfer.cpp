@@ -101,6 +101,7 @@ std::int64_t last_id(const Connection &database, const std::string &table) {
 void export_table(const Connection &database, const std::string &table, bool first_table, bool show_passwords) {
     Statement rows(database, "SELECT * FROM " + quoted(table) + " ORDER BY rowid");
     std::vector<std::string> columns;
+    columns.reserve(static_cast<std::size_t>(rows.columns()));
     for (int column = 0; column < rows.columns(); ++column) {
         columns.push_back(rows.name(column));
     }
@@ -178,7 +179,7 @@ std::string read_input(const std::string &path) {
 
 Export understood(const std::string &json, const ImportOptions &options) {
     try {
-        const Export read = read_export(json);
+        Export read = read_export(json);
         if (read.masked && !options.without_passwords) {
             throw FormatError("its passwords were left out; --without-passwords imports it with empty ones");
         }
