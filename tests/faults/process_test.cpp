@@ -269,9 +269,9 @@ TEST_F(Processes, LoseAndDoubleNothingAtTheSameTime) {
         const Snapshot snapshot;
         std::memset(static_cast<void *>(shared), 0, sizeof *shared);
         const int calls = effort(100, 500, 10000);
-        std::vector<pid_t> children;
+        pid_t children[writers];
         for (int writer = 0; writer < writers; ++writer) {
-            children.push_back(start([&] { Writer(*shared, writer, true).work(calls); }));
+            children[writer] = start([&] { Writer(*shared, writer, true).work(calls); });
         }
         const pid_t holder = start([&] {
             Connection connection;
@@ -305,9 +305,10 @@ TEST_F(Processes, LoseNothingAcknowledgedWhenTheyAreKilled) {
     for (int round = 0; round < rounds && !HasFailure(); ++round) {
         snapshot.restore();
         std::memset(static_cast<void *>(shared), 0, sizeof *shared);
-        std::vector<pid_t> children;
-        for (int writer = 0; writer < 3; ++writer) {
-            children.push_back(start([&] { Writer(*shared, writer, false).work(INT32_MAX); }));
+        pid_t children[3];
+        for (pid_t &child : children) {
+            const auto writer = static_cast<int>(&child - children);
+            child = start([&] { Writer(*shared, writer, false).work(INT32_MAX); });
         }
         usleep(static_cast<useconds_t>(random() % 20'000));
         for (const pid_t child : children) {
@@ -317,7 +318,7 @@ TEST_F(Processes, LoseNothingAcknowledgedWhenTheyAreKilled) {
             ended(child);
         }
         tally("changes acknowledged before a kill and found", account());
-        tally("kills of writers", static_cast<long>(children.size()));
+        tally("kills of writers", static_cast<long>(std::size(children)));
     }
     tally("rounds of killing writers", rounds);
 }
