@@ -26,7 +26,7 @@ struct DetailOptions {
 };
 
 std::shared_ptr<DetailOptions> add_detail_options(CLI::App &command, const std::vector<Column> &columns) {
-    const auto options = std::make_shared<DetailOptions>(columns);
+    auto options = std::make_shared<DetailOptions>(columns);
     add_number(
         command, "ID", "The task's identifier", [options](std::int32_t id) { options->id = id; }, 0)
         ->required();

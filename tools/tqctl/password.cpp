@@ -42,7 +42,7 @@ std::string read_password(const std::string &prompt) {
     if (isatty(STDIN_FILENO) == 0) {
         return first_line();
     }
-    const std::string password = asked(prompt + ": ");
+    std::string password = asked(prompt + ": ");
     if (asked(prompt + ", again: ") != password) {
         throw Failure(Exit::usage, "tqctl: the two passwords differ");
     }

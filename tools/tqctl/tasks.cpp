@@ -57,7 +57,7 @@ const TaskKind *kind_named(const std::string &name) {
 
 // For commands that are about one task.
 std::shared_ptr<const TaskKind *> add_kind(CLI::App &command) {
-    const auto kind = std::make_shared<const TaskKind *>(&bt_tasks);
+    auto kind = std::make_shared<const TaskKind *>(&bt_tasks);
     const auto take_name = [kind](const std::string &name) { *kind = kind_named(name); };
     command.add_option_function<std::string>("--kind", take_name, "bt (default) or http")->type_name("NAME");
     return kind;
@@ -65,7 +65,7 @@ std::shared_ptr<const TaskKind *> add_kind(CLI::App &command) {
 
 // For commands that are about many; all of them are nullptr.
 std::shared_ptr<const TaskKind *> add_kind_or_all(CLI::App &command, std::function<void(const TaskKind *)> tell = {}) {
-    const auto kind = std::make_shared<const TaskKind *>(nullptr);
+    auto kind = std::make_shared<const TaskKind *>(nullptr);
     const auto take_name = [kind, tell = std::move(tell)](const std::string &name) {
         *kind = name == "all" ? nullptr : kind_named(name);
         if (tell) {
