@@ -84,16 +84,16 @@ int main(void) {
     }
     /* The two counts and the page are three looks at tables that others write to: a total may be one ahead. */
     const int32_t bt = result == BTDB_OK ? bt_db_query_task_count(filter) : result;
-    const int32_t http =
-        bt < 0
-            ? bt
-            : http_ftp_db_query_task_count(filter == BT_TASK_FILTER_STATE_5 ? HTTP_FTP_TASK_FILTER_FINISHED : filter);
-    if (http < 0 || fclose(page) != 0) {
+    const int32_t other_filter = filter == BT_TASK_FILTER_STATE_5 ? HTTP_FTP_TASK_FILTER_FINISHED : filter;
+    const int32_t http = bt < 0 ? bt : http_ftp_db_query_task_count(other_filter);
+    const int unfinished = page == NULL || fclose(page) != 0;
+    if (http < 0 || unfinished) {
         printf("Status: %s\r\nContent-Type: application/json\r\n\r\n{\"error\": %" PRId32 "}\n",
                http == BTDB_ERR_PARAM ? "400 Bad Request" : "503 Service Unavailable", http);
-        return 0;
+    } else {
+        text[size > 0 ? size - 1 : 0] = '\0'; /* the comma after the last row */
+        printf("Content-Type: application/json\r\n\r\n{\"total\": %" PRId32 ", \"tasks\": [%s]}\n", bt + http, text);
     }
-    text[size > 0 ? size - 1 : 0] = '\0'; /* the comma after the last row */
-    printf("Content-Type: application/json\r\n\r\n{\"total\": %" PRId32 ", \"tasks\": [%s]}\n", bt + http, text);
+    free(text);
     return 0;
 }

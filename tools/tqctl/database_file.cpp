@@ -113,18 +113,19 @@ Cell Statement::cell(int column) const {
 void Statement::bind(int value, const Cell &cell) {
     sqlite3_stmt *handle = handle_.get();
     const int at = value + 1;
-    // The texts stay where they are until the statement has run.
+    // SQLite takes copies: callers bind values that they make on the spot.
     const auto bind = Overloaded{
         [&](std::monostate) { return sqlite3_bind_null(handle, at); },
         [&](std::int64_t number) { return sqlite3_bind_int64(handle, at, number); },
         [&](double number) { return sqlite3_bind_double(handle, at, number); },
         [&](const std::string &text) {
-            return sqlite3_bind_text(handle, at, text.data(), static_cast<int>(text.size()), SQLITE_STATIC);
+            return sqlite3_bind_text(handle, at, text.data(), static_cast<int>(text.size()), SQLITE_TRANSIENT);
         },
         [&](const Blob &blob) {
-            return sqlite3_bind_blob(handle, at, blob.bytes.data(), static_cast<int>(blob.bytes.size()), SQLITE_STATIC);
+            return sqlite3_bind_blob(handle, at, blob.bytes.data(), static_cast<int>(blob.bytes.size()),
+                                     SQLITE_TRANSIENT);
         },
-        [&](Masked) { return sqlite3_bind_text(handle, at, "", 0, SQLITE_STATIC); },
+        [&](Masked) { return sqlite3_bind_text(handle, at, "", 0, SQLITE_TRANSIENT); },
     };
     if (std::visit(bind, cell) != SQLITE_OK) {
         throw connection_.failure("refused a value");
