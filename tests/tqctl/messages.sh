@@ -25,7 +25,6 @@ tq msg
 "$tqctl" msg status | head -1
 
 say 'Following takes what waits and what comes, and ends cleanly when it is asked to.'
-until_it_says() { until grep -q "$1" "$2" 2>/dev/null; do sleep 0.05; done; }
 for signal in INT TERM; do
     "$tqctl" msg send-config 1 1
     "$tqctl" msg get --follow >followed 2>&1 &

@@ -53,7 +53,15 @@ tq account remove --host h
 tq account list --no-header
 
 say 'A terminal is asked twice and shows nothing of the answer.'
-ask() { (sleep 0.3; printf '%s\n' "$1"; sleep 0.3; printf '%s\n' "$2"; sleep 0.3) | script -qec "$3" /dev/null | tr -d '\r'; }
+answer() {
+    until_it_says 'password: ' seen && printf '%s\n' "$1"
+    until_it_says 'again: ' seen && printf '%s\n' "$2"
+}
+ask() {
+    rm -f seen
+    answer "$1" "$2" | script -qefc "$3" seen >/dev/null
+    tr -d '\r' <seen | sed '/^Script /d; /^$/d'
+}
 ask secret secret "$tqctl account set 3 --password"
 ask secret public "$tqctl account set 3 --password"
 tq account list --show-passwords --columns password

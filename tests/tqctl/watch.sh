@@ -17,7 +17,11 @@ say 'On a terminal: in one place, as many as fit, and everything put back.'
 script -qec "stty cols 70 rows 6 && '$tqctl' watch --rounds 1 --color never" /dev/null </dev/null | tr -d '\r' | times | escapes; echo
 
 say 'Ctrl-C ends it, and so does a reader that goes.'
-"$tqctl" watch 9 --columns name >/dev/null & sleep 0.5; kill -INT $!; wait $!; echo "[$?]"
+"$tqctl" watch 9 --columns name >watched &
+until_it_says name watched
+kill -INT $!
+wait $!
+echo "[$?]"
 "$tqctl" watch 1 --columns name | head -2 | tail -1
 echo "[${PIPESTATUS[0]}]"
 tq watch 0
