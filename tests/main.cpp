@@ -8,7 +8,7 @@
 int main(int argc, char **argv) {
     const char *sandbox = std::getenv("KORVO_SANDBOX");
     if (sandbox == nullptr || std::strcmp(sandbox, "1") != 0) {
-        std::fprintf(stderr, "This program deletes the database. Run it as: tests/sandbox %s\n", argv[0]);
+        std::fprintf(stderr, "This program deletes the database. Run it as: scripts/sandbox %s\n", argv[0]);
         return 2;
     }
     testing::InitGoogleTest(&argc, argv);

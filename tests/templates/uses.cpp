@@ -1,5 +1,5 @@
 // Uses of the statement templates, one at a time: use 0 is right, the others must not compile, each for the reason that
-// its comment quotes. The check that goes through them is templates/check.
+// its comment quotes. The check that goes through them is templates/compile_uses.
 
 #include "frame/statement.h"
 

@@ -1,4 +1,4 @@
-#include "services/share.h"
+#include "removal/delete_below_share.h"
 
 #include <cerrno>
 #include <cstddef>

@@ -4,8 +4,8 @@
 // A path is walked one folder at a time from the open descriptor of the one before, and no symbolic link is followed,
 // so a folder that is swapped for a link leads nowhere. ".." is refused. There is no shell and no allocation that
 // matters: without memory less is removed.
-#ifndef KORVO_SERVICES_SHARE_H
-#define KORVO_SERVICES_SHARE_H
+#ifndef KORVO_REMOVAL_DELETE_BELOW_SHARE_H
+#define KORVO_REMOVAL_DELETE_BELOW_SHARE_H
 
 namespace korvo {
 

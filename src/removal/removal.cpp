@@ -6,8 +6,8 @@
 
 #include "korvo_bt.h"
 #include "platform.h"
+#include "removal/delete_below_share.h"
 #include "services/settings.h"
-#include "services/share.h"
 
 #include <cerrno>
 #include <csignal>
