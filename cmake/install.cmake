@@ -9,7 +9,7 @@ if(TARGET korvo_platform)
     install(TARGETS korvo_platform EXPORT korvo_bt-targets
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT platform NAMELINK_COMPONENT development)
 endif()
-install(FILES ${PROJECT_SOURCE_DIR}/include/korvo_bt.h
+install(FILES ${PROJECT_SOURCE_DIR}/include/korvo_bt.h ${PROJECT_SOURCE_DIR}/include/korvo_bt_conventions.h
     DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
 
 # The prefix is told from where the file lies, so that `cmake --install --prefix` needs no other file.
