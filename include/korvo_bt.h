@@ -79,6 +79,15 @@ extern "C" {
 #define KORVO_BT_PRINTF(text, arguments)
 #endif
 
+/* ---- Version ------------------------------------------------------------------------------------- */
+
+/* The version that this header belongs to. A program built against it works with every library of the
+ * same major version that is not older. */
+#define KORVO_BT_VERSION_MAJOR 1
+#define KORVO_BT_VERSION_MINOR 0
+#define KORVO_BT_VERSION_PATCH 0
+#define KORVO_BT_VERSION "1.0.0"
+
 /* ---- Result codes ------------------------------------------------------------------------------ */
 
 /* Done; the function has nothing else to return. */

@@ -1,9 +1,16 @@
 // The records' layout is part of the binary interface, the same on 32-bit ARM and on 64-bit PCs: a program built
-// against an older header must find every field where it left it.
+// against an older header must find every field where it left it. The header also names the version that is built.
 
 #include "korvo_bt.h"
 
 #include <cstddef>
+#include <string_view>
+
+#define STRING_OF(number) #number
+#define DOTTED(major, minor, patch) STRING_OF(major) "." STRING_OF(minor) "." STRING_OF(patch)
+static_assert(std::string_view(BUILD_VERSION) == KORVO_BT_VERSION);
+static_assert(std::string_view(BUILD_VERSION) ==
+              DOTTED(KORVO_BT_VERSION_MAJOR, KORVO_BT_VERSION_MINOR, KORVO_BT_VERSION_PATCH));
 
 static_assert(sizeof(BtTaskRecord) == 5704);
 static_assert(offsetof(BtTaskRecord, task_state) == 3080);
