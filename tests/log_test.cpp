@@ -20,6 +20,7 @@
 #include <sched.h>
 #include <set>
 #include <sstream>
+#include <sys/stat.h>
 #include <syslog.h>
 #include <thread>
 #include <unistd.h>
@@ -45,16 +46,28 @@ void closelog() {
     show("closelog\n");
 }
 
-void syslog(int priority, const char *format, ...) {
+static void show_message(int priority, const char *format, std::va_list arguments) {
     EXPECT_FALSE(in_syslog);
     in_syslog = true;
     char text[2048];
-    std::va_list arguments;
-    va_start(arguments, format);
     std::vsnprintf(text, sizeof text, format, arguments);
-    va_end(arguments);
     show(std::string("<") + std::to_string(priority) + ">" + text);
     in_syslog = false;
+}
+
+void syslog(int priority, const char *format, ...) {
+    std::va_list arguments;
+    va_start(arguments, format);
+    show_message(priority, format, arguments);
+    va_end(arguments);
+}
+
+// Its name in a hardened library.
+extern "C" void __syslog_chk(int priority, int /*flag*/, const char *format, ...) {
+    std::va_list arguments;
+    va_start(arguments, format);
+    show_message(priority, format, arguments);
+    va_end(arguments);
 }
 
 std::time_t time(std::time_t *to) noexcept {
@@ -175,6 +188,24 @@ TEST_F(LogTest, ChangesDestinations) {
     };
     expect_in_child("openlog tests 1 24\ncloselog\nError opening /no/such/folder: No such file or directory\n",
                     without_folder, EXIT_FAILURE);
+    std::filesystem::remove(file);
+    ASSERT_EQ(mkfifo(file, 0600), 0);
+    expect_in_child(
+        "Error opening /tmp/log_test.log: No such device or address\n", [] { err_setdest(file, LOGDEST_LOGFILE); },
+        EXIT_FAILURE);
+}
+
+TEST_F(LogTest, KeepsItsFileFromChildrenAndFollowsTheTimeZone) {
+    expect_in_child("", [] {
+        now = 1;
+        err_setdest(file, LOGDEST_LOGFILE);
+        EXPECT_NE(std::system("ls -l /proc/self/fd | grep -q log_test"), 0);
+        for (const char *zone : {"UTC", "EAST-5"}) {
+            setenv("TZ", zone, 1);
+            err_log(1, 1, "%s\n", zone);
+        }
+    });
+    EXPECT_EQ(content(file), "1970-01-01 00:00:01: UTC\n1970-01-01 05:00:01: EAST-5\n");
 }
 
 TEST_F(LogTest, CutsLongMessages) {

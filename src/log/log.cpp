@@ -11,16 +11,18 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <fcntl.h>
 #include <pthread.h>
 #include <strings.h>
 #include <syslog.h>
+#include <unistd.h>
 
-std::int32_t err_debuglevel = 10;
+int32_t err_debuglevel = 10;
 
 namespace {
 
-std::uint32_t err_debugmask = 0xFFFFFFFF;
-std::int32_t err_logdest = LOGDEST_STDERR;
+uint32_t err_debugmask = 0xFFFFFFFF;
+int32_t err_logdest = LOGDEST_STDERR;
 std::FILE *err_logfile = nullptr;
 
 // Not std::mutex, which reports an error by throwing.
@@ -32,9 +34,9 @@ constexpr const char *aborting = "Aborting\n";
 constexpr std::array module_names{"config", "webserver", "database", "scan", "query", "index",
                                   "browse", "playlist",  "art",      "daap", "main",  "rend"};
 
-bool filtered(std::int32_t level, std::uint32_t bits) {
+bool filtered(int32_t level, uint32_t bits) {
     // Programs may change the threshold while other threads log.
-    const std::int32_t threshold = std::atomic_ref(err_debuglevel).load(std::memory_order_relaxed);
+    const int32_t threshold = std::atomic_ref(err_debuglevel).load(std::memory_order_relaxed);
     return level > threshold || (bits & err_debugmask) == 0;
 }
 
@@ -49,6 +51,7 @@ void write_to_syslog(const char *message, bool fatal) {
 void write_to_file(const char *message, bool fatal) {
     const std::time_t now = std::time(nullptr);
     std::tm local = {};
+    tzset(); // localtime_r() need not notice that the time zone has changed
     localtime_r(&now, &local);
     char timestamp[256];
     std::strftime(timestamp, sizeof timestamp, "%Y-%m-%d %T", &local);
@@ -103,11 +106,26 @@ void close_destination() {
     }
 }
 
-void open_destination(const char *name, std::int32_t destination) {
+// Appends, as fopen()'s mode "a". No child inherits the descriptor, and a FIFO that nobody reads is an error rather
+// than a wait without end; once it is open, a FIFO takes lines in the ordinary way.
+std::FILE *open_file(const char *name) {
+    const int descriptor = open(name, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK, 0666);
+    if (descriptor == -1) {
+        return nullptr;
+    }
+    fcntl(descriptor, F_SETFL, O_APPEND);
+    std::FILE *const file = fdopen(descriptor, "a");
+    if (file == nullptr) {
+        close(descriptor);
+    }
+    return file;
+}
+
+void open_destination(const char *name, int32_t destination) {
     if (destination == LOGDEST_SYSLOG) {
         openlog(name, LOG_PID, LOG_DAEMON);
     } else if (destination == LOGDEST_LOGFILE) {
-        err_logfile = std::fopen(name, "a");
+        err_logfile = open_file(name);
         if (err_logfile == nullptr) {
             std::fprintf(stderr, "Error opening %s: %s\n", name, std::strerror(errno));
             std::exit(EXIT_FAILURE);
@@ -116,8 +134,8 @@ void open_destination(const char *name, std::int32_t destination) {
 }
 
 // 0 for a name that no module has.
-std::uint32_t module_bit(const char *name) {
-    std::uint32_t bit = 1;
+uint32_t module_bit(const char *name) {
+    uint32_t bit = 1;
     for (const char *module : module_names) {
         if (strcasecmp(name, module) == 0) {
             return bit;
@@ -129,7 +147,7 @@ std::uint32_t module_bit(const char *name) {
 
 } // namespace
 
-void err_log(std::int32_t level, std::uint32_t modules, const char *format, ...) {
+void err_log(int32_t level, uint32_t modules, const char *format, ...) {
     const bool fatal = level == 0;
     if (!fatal && filtered(level, modules)) {
         return;
@@ -143,7 +161,7 @@ void err_log(std::int32_t level, std::uint32_t modules, const char *format, ...)
     }
 }
 
-void err_setdest(const char *name, std::int32_t destination) {
+void err_setdest(const char *name, int32_t destination) {
     if (destination == err_logdest) {
         return;
     }
@@ -152,7 +170,7 @@ void err_setdest(const char *name, std::int32_t destination) {
     err_logdest = destination;
 }
 
-std::int32_t err_setdebugmask(char *list) {
+int32_t err_setdebugmask(char *list) {
     err_debugmask = ERR_MODULE_SELF;
     for (;;) {
         list += std::strspn(list, ",");
@@ -165,7 +183,7 @@ std::int32_t err_setdebugmask(char *list) {
         if (*list == ',') {
             *list++ = '\0';
         }
-        const std::uint32_t bit = module_bit(name);
+        const uint32_t bit = module_bit(name);
         if (bit == 0) {
             err_log(1, ERR_MODULE_SELF, "Unknown module: %s\n", name);
             return 1;
