@@ -135,6 +135,18 @@ TEST_F(MsgTest, ReceivesWhateverIsThere) {
     }
 }
 
+TEST_F(MsgTest, DropsWhatARecordCannotHold) {
+    if (sizeof(long) == sizeof(int32_t)) {
+        GTEST_SKIP() << "a record holds every type";
+    }
+    for (const int64_t type : {INT64_C(1) << 31, INT64_C(1) << 32, INT64_MAX, INT64_C(7)}) {
+        send_raw({static_cast<long>(type), {}}, 20);
+    }
+    BtMessage record = {};
+    EXPECT_EQ(bt_msg_get(&record), 7);
+    EXPECT_EQ(bt_msg_get(&record), 0);
+}
+
 TEST_F(MsgTest, KeepsTheOrderAndIsQuietBelowLevelNine) {
     expect_in_child("", [] {
         err_debuglevel = 8;
