@@ -7,7 +7,6 @@ using korvo::OnLock;
 using korvo::Row;
 using korvo::statement;
 using korvo::statement_of;
-using korvo::Text;
 
 // The walk over BT_ACCOUNT's columns, in table order.
 static void read_columns(Row &row, BtAccountRecord &account) {
@@ -75,15 +74,11 @@ int32_t bt_account_query_count() {
     return korvo::read_value("SELECT COUNT(*) FROM BT_ACCOUNT;");
 }
 
-static Text of_enable(int32_t enable) {
-    const Text where = statement<"WHERE account_enable = %d">(enable);
-    return statement<"SELECT * FROM BT_ACCOUNT %s;">(where);
-}
-
 int32_t bt_account_query(const char *file, TqRowCallback callback, int32_t enable, void *context) {
-    return korvo::list_rows(file, of_enable(enable), callback, context);
+    return korvo::list_rows(file, statement<"SELECT * FROM BT_ACCOUNT WHERE account_enable = %d;">(enable), callback,
+                            context);
 }
 
 int32_t bt_account_query_all(const char *file, TqRowCallback callback, void *context) {
-    return korvo::list_rows(file, statement<"SELECT * FROM BT_ACCOUNT;">(), callback, context);
+    return korvo::list_rows(file, "SELECT * FROM BT_ACCOUNT;", callback, context);
 }

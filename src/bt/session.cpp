@@ -69,7 +69,7 @@ int32_t bt_db_query_session(const char *file, TqRowCallback callback, int32_t st
     if (!korvo::valid_paging(start, end)) {
         return BTDB_ERR_PARAM;
     }
-    const Text order = statement<"ORDER BY session_id">();
     const Text page = korvo::paging(start, end);
-    return korvo::list_rows(file, statement<"SELECT * FROM BT_SESSION %s %s;">(order, page), callback, context);
+    return korvo::list_rows(file, statement<"SELECT * FROM BT_SESSION ORDER BY session_id %s;">(page), callback,
+                            context);
 }

@@ -163,7 +163,7 @@ int32_t bt_db_update_task_hash_by_task_id(int32_t task_id, const char *hash) {
 }
 
 int32_t bt_db_update_all_task_rate_to_zero() {
-    return korvo::update_checked(statement<"UPDATE BT_TASK set task_download_rate = 0, task_upload_rate = 0;">());
+    return korvo::update_checked("UPDATE BT_TASK set task_download_rate = 0, task_upload_rate = 0;");
 }
 
 int32_t bt_db_update_recode_by_task_id(int32_t task_id, int32_t marker) {

@@ -3,6 +3,7 @@
 #include "bt/task_filter.h"
 #include "frame/shapes.h"
 
+using korvo::Sql;
 using korvo::statement;
 using korvo::Text;
 
@@ -10,7 +11,7 @@ int32_t bt_db_query_task_count(int32_t filter) {
     if (!korvo::valid_bt_task_filter(filter)) {
         return BTDB_ERR_PARAM;
     }
-    const Text where = korvo::bt_task_where(filter);
+    const Sql where = korvo::bt_task_where(filter);
     return korvo::read_value(statement<"SELECT COUNT(*) FROM BT_TASK %s;">(where));
 }
 
@@ -19,10 +20,10 @@ int32_t bt_db_query_task(const char *file, TqRowCallback callback, int32_t /*res
     if (!korvo::valid_paging(start, end) || !korvo::valid_bt_task_filter(filter)) {
         return BTDB_ERR_PARAM;
     }
-    const Text order = statement<"ORDER BY task_queue_position">();
-    const Text where = korvo::bt_task_where(filter);
+    const Sql where = korvo::bt_task_where(filter);
     const Text page = korvo::paging(start, end);
-    return korvo::list_rows(file, statement<"SELECT * FROM BT_TASK %s %s %s;">(where, order, page), callback, context);
+    return korvo::list_rows(file, statement<"SELECT * FROM BT_TASK %s ORDER BY task_queue_position %s;">(where, page),
+                            callback, context);
 }
 
 int32_t bt_db_query_task_by_task_type(int32_t task_type, TqRowCallback callback, void *context) {

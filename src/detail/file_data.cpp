@@ -5,7 +5,6 @@
 using korvo::OnLock;
 using korvo::statement;
 using korvo::statement_of;
-using korvo::Text;
 
 int32_t bt_fdata_create_tbl() {
     return korvo::create_table(
@@ -49,30 +48,25 @@ int32_t bt_fdata_del(uint32_t selector, const void *value) {
     return korvo::delete_by_column(keys, selector, value, OnLock::fail);
 }
 
-// Count and listing select by command and task together.
-template <korvo::Template Select> static Text of_command_and_task(int32_t command, int32_t task_id) {
-    const Text by_command = statement<"WHERE fdata_command = %d">(command);
-    const Text by_task = statement<"AND fdata_task_id = %ld">(task_id);
-    return statement<Select>(by_command, by_task);
-}
-
 int32_t bt_fdata_query_count(int32_t command, int32_t task_id) {
     if (command < 0 || task_id < 0) {
         return BTDB_ERR_PARAM;
     }
-    return korvo::read_value(of_command_and_task<"SELECT COUNT(*) FROM BT_FDATA %s %s;">(command, task_id));
+    return korvo::read_value(
+        statement<"SELECT COUNT(*) FROM BT_FDATA WHERE fdata_command = %d AND fdata_task_id = %ld;">(command, task_id));
 }
 
 int32_t bt_fdata_query(const char *file, TqRowCallback callback, int32_t command, int32_t task_id, void *context) {
     if (command < 0 || task_id < 0) {
         return BTDB_ERR_PARAM;
     }
-    return korvo::list_rows(file, of_command_and_task<"SELECT * FROM BT_FDATA %s %s;">(command, task_id), callback,
-                            context);
+    return korvo::list_rows(
+        file, statement<"SELECT * FROM BT_FDATA WHERE fdata_command = %d AND fdata_task_id = %ld;">(command, task_id),
+        callback, context);
 }
 
 int32_t bt_fdata_query_all(const char *file, TqRowCallback callback, void *context) {
-    return korvo::list_rows(file, statement<"SELECT * FROM BT_FDATA;">(), callback, context);
+    return korvo::list_rows(file, "SELECT * FROM BT_FDATA;", callback, context);
 }
 
 int32_t bt_fdata_update_checked_by_task_id_and_file_index(int32_t task_id, int32_t file_index, int32_t checked) {

@@ -6,7 +6,6 @@
 using korvo::OnLock;
 using korvo::statement;
 using korvo::statement_of;
-using korvo::Text;
 
 int32_t bt_infodata_create_tbl() {
     return korvo::create_table(
@@ -63,21 +62,15 @@ int32_t bt_infodata_del_by_task_id_and_pid(int32_t task_id, int32_t sender_pid) 
                       BTDB_ERR_DELETE, OnLock::fail);
 }
 
-// Count and listing select by command, task and sender together. A negative sender is a value like any other.
-template <korvo::Template Select>
-static Text of_command_task_and_sender(int32_t command, int32_t task_id, int32_t sender_pid) {
-    const Text by_command = statement<"WHERE infodata_command = %d">(command);
-    const Text by_task = statement<"AND infodata_task_id = %ld">(task_id);
-    const Text by_sender = statement<"AND infodata_sender_pid = %d">(sender_pid);
-    return statement<Select>(by_command, by_task, by_sender);
-}
+// Count and listing take a negative sender as a value like any other.
 
 int32_t bt_infodata_query_count(int32_t command, int32_t task_id, int32_t sender_pid) {
     if (command < 0 || task_id < 0) {
         return BTDB_ERR_PARAM;
     }
     return korvo::read_value(
-        of_command_task_and_sender<"SELECT COUNT(*) FROM BT_INFODATA %s %s %s;">(command, task_id, sender_pid));
+        statement<"SELECT COUNT(*) FROM BT_INFODATA WHERE infodata_command = %d AND infodata_task_id = %ld AND "
+                  "infodata_sender_pid = %d;">(command, task_id, sender_pid));
 }
 
 int32_t bt_infodata_query(const char *file, TqRowCallback callback, int32_t command, int32_t task_id,
@@ -86,12 +79,15 @@ int32_t bt_infodata_query(const char *file, TqRowCallback callback, int32_t comm
         return BTDB_ERR_PARAM;
     }
     return korvo::list_rows(
-        file, of_command_task_and_sender<"SELECT * FROM BT_INFODATA %s %s %s;">(command, task_id, sender_pid), callback,
-        context);
+        file,
+        statement<
+            "SELECT * FROM BT_INFODATA WHERE infodata_command = %d AND infodata_task_id = %ld AND infodata_sender_pid "
+            "= %d;">(command, task_id, sender_pid),
+        callback, context);
 }
 
 int32_t bt_infodata_query_all(const char *file, TqRowCallback callback, void *context) {
-    return korvo::list_rows(file, statement<"SELECT * FROM BT_INFODATA;">(), callback, context);
+    return korvo::list_rows(file, "SELECT * FROM BT_INFODATA;", callback, context);
 }
 
 int32_t bt_infodata_update(const BtInfoDataRecord *record) {

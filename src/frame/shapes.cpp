@@ -9,7 +9,7 @@ constexpr int busy_timeout_ms = 20000;
 
 class Connection {
 public:
-    explicit Connection(const char *file, OnLock on_lock = OnLock::wait)
+    Connection(const char *file, OnLock on_lock)
         : open_(sqlite3_open(file != nullptr ? file : BTDB_DEFAULT_FILE, &db_) == SQLITE_OK) {
         if (open_ && on_lock == OnLock::wait) {
             sqlite3_busy_timeout(db_, busy_timeout_ms);
@@ -45,109 +45,90 @@ private:
     sqlite3_stmt *statement_ = nullptr;
 };
 
-} // namespace
-
-std::int32_t run(Sql sql, std::int32_t failure, OnLock on_lock) {
+// Opens a connection, runs the body on it and closes it. An absent statement is the failure and opens nothing.
+template <class Body>
+std::int32_t with_connection(Sql sql, std::int32_t failure, Body body, const char *file = nullptr,
+                             OnLock on_lock = OnLock::wait) {
     if (sql.absent()) {
         return failure;
     }
-    Connection connection(nullptr, on_lock);
-    if (!connection.open()) {
-        return BTDB_ERR_OPEN;
-    }
-    return connection.exec(sql.get()) == SQLITE_OK ? BTDB_OK : failure;
+    Connection connection(file, on_lock);
+    return connection.open() ? body(connection) : BTDB_ERR_OPEN;
 }
 
-std::int32_t create_table(const char *table, std::initializer_list<const char *> indexes) {
-    Connection connection(nullptr);
-    if (!connection.open()) {
-        return BTDB_ERR_OPEN;
-    }
-    const int created = connection.exec(table);
-    for (const char *index : indexes) {
-        connection.exec(index);
-    }
-    return created == SQLITE_OK ? BTDB_OK : BTDB_ERR_TABLE;
+} // namespace
+
+std::int32_t run(Sql sql, std::int32_t failure, OnLock on_lock) {
+    const auto exec = [&](Connection &connection) {
+        return connection.exec(sql.get()) == SQLITE_OK ? BTDB_OK : failure;
+    };
+    return with_connection(sql, failure, exec, nullptr, on_lock);
+}
+
+std::int32_t create_table(Sql table, std::initializer_list<const char *> indexes) {
+    return with_connection(table, BTDB_ERR_TABLE, [&](Connection &connection) {
+        const int created = connection.exec(table.get());
+        for (const char *index : indexes) {
+            connection.exec(index);
+        }
+        return created == SQLITE_OK ? BTDB_OK : BTDB_ERR_TABLE;
+    });
 }
 
 std::int32_t update_checked(Sql sql) {
-    if (sql.absent()) {
-        return BTDB_ERR_UPDATE;
-    }
-    Connection connection(nullptr);
-    if (!connection.open()) {
-        return BTDB_ERR_OPEN;
-    }
-    const int updated = connection.exec(sql.get());
-    const int changes = sqlite3_total_changes(connection.get());
-    return updated == SQLITE_OK && changes != 0 ? BTDB_OK : BTDB_ERR_UPDATE;
+    return with_connection(sql, BTDB_ERR_UPDATE, [&](Connection &connection) {
+        const int updated = connection.exec(sql.get());
+        const int changes = sqlite3_total_changes(connection.get());
+        return updated == SQLITE_OK && changes != 0 ? BTDB_OK : BTDB_ERR_UPDATE;
+    });
 }
 
 std::int32_t read_value(Sql sql) {
-    if (sql.absent()) {
-        return BTDB_ERR_QUERY;
-    }
-    Connection connection(nullptr);
-    if (!connection.open()) {
-        return BTDB_ERR_OPEN;
-    }
-    Query query(connection, sql.get());
-    const std::int32_t value = query.has_row() ? sqlite3_column_int(query.get(), 0) : -1;
-    return value >= 0 ? value : BTDB_ERR_QUERY;
+    return with_connection(sql, BTDB_ERR_QUERY, [&](Connection &connection) {
+        Query query(connection, sql.get());
+        const std::int32_t value = query.has_row() ? sqlite3_column_int(query.get(), 0) : -1;
+        return value >= 0 ? value : BTDB_ERR_QUERY;
+    });
 }
 
 std::int32_t read_text(Sql sql, char *buffer, std::size_t size) {
-    if (sql.absent()) {
+    const std::int32_t result = with_connection(sql, BTDB_ERR_QUERY, [&](Connection &connection) {
+        Query query(connection, sql.get());
+        if (!query.has_row()) {
+            return BTDB_ERR_QUERY;
+        }
+        const auto *text = reinterpret_cast<const char *>(sqlite3_column_text(query.get(), 0));
+        if (!Row(query.get()).whole()) {
+            return BTDB_ERR_QUERY;
+        }
+        const std::size_t copied = text == nullptr ? 0 : strnlen(text, size);
+        if (copied > 0) {
+            std::memcpy(buffer, text, copied);
+        }
+        std::memset(buffer + copied, '\0', size - copied);
+        return sqlite3_column_bytes(query.get(), 0);
+    });
+    if (result == BTDB_ERR_QUERY) {
         buffer[0] = '\0';
-        return BTDB_ERR_QUERY;
     }
-    Connection connection(nullptr);
-    if (!connection.open()) {
-        return BTDB_ERR_OPEN;
-    }
-    Query query(connection, sql.get());
-    buffer[0] = '\0';
-    if (!query.has_row()) {
-        return BTDB_ERR_QUERY;
-    }
-    const auto *text = reinterpret_cast<const char *>(sqlite3_column_text(query.get(), 0));
-    if (!Row(query.get()).whole()) {
-        return BTDB_ERR_QUERY;
-    }
-    const std::size_t copied = text == nullptr ? 0 : strnlen(text, size);
-    if (copied > 0) {
-        std::memcpy(buffer, text, copied);
-    }
-    std::memset(buffer + copied, '\0', size - copied);
-    return sqlite3_column_bytes(query.get(), 0);
+    return result;
 }
 
 std::int32_t read_row(Sql sql, Walk walk, void *record) {
-    if (sql.absent()) {
-        return BTDB_ERR_QUERY;
-    }
-    Connection connection(nullptr);
-    if (!connection.open()) {
-        return BTDB_ERR_OPEN;
-    }
-    Query query(connection, sql.get());
-    if (!query.has_row()) {
-        return BTDB_ERR_QUERY;
-    }
-    Row row(query.get());
-    walk(row, record);
-    return row.whole() ? BTDB_OK : BTDB_ERR_QUERY;
+    return with_connection(sql, BTDB_ERR_QUERY, [&](Connection &connection) {
+        Query query(connection, sql.get());
+        if (!query.has_row()) {
+            return BTDB_ERR_QUERY;
+        }
+        Row row(query.get());
+        walk(row, record);
+        return row.whole() ? BTDB_OK : BTDB_ERR_QUERY;
+    });
 }
 
 std::int32_t list_rows_raw(const char *file, Sql sql, TqRowCallback callback, void *context) {
-    if (sql.absent()) {
-        return SQLITE_NOMEM;
-    }
-    Connection connection(file);
-    if (!connection.open()) {
-        return BTDB_ERR_OPEN;
-    }
-    return connection.exec(sql.get(), callback, context);
+    const auto exec = [&](Connection &connection) { return connection.exec(sql.get(), callback, context); };
+    return with_connection(sql, SQLITE_NOMEM, exec, file);
 }
 
 std::int32_t list_rows(const char *file, Sql sql, TqRowCallback callback, void *context) {
@@ -164,18 +145,13 @@ std::int32_t insert_then_latest_id(Sql insert, std::int32_t (*latest_id)()) {
 }
 
 std::int32_t insert_returning_id(Sql insert) {
-    if (insert.absent()) {
-        return BTDB_ERR_INSERT;
-    }
-    Connection connection(nullptr);
-    if (!connection.open()) {
-        return BTDB_ERR_OPEN;
-    }
-    if (connection.exec(insert.get()) != SQLITE_OK) {
-        return BTDB_ERR_INSERT;
-    }
-    const auto id = static_cast<std::int32_t>(sqlite3_last_insert_rowid(connection.get()));
-    return id >= 0 ? id : BTDB_ERR_QUERY;
+    return with_connection(insert, BTDB_ERR_INSERT, [&](Connection &connection) {
+        if (connection.exec(insert.get()) != SQLITE_OK) {
+            return BTDB_ERR_INSERT;
+        }
+        const auto id = static_cast<std::int32_t>(sqlite3_last_insert_rowid(connection.get()));
+        return id >= 0 ? id : BTDB_ERR_QUERY;
+    });
 }
 
 bool valid_paging(std::int32_t start, std::int32_t end) {

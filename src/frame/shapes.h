@@ -23,7 +23,7 @@ std::int32_t run(Sql sql, std::int32_t failure, OnLock on_lock = OnLock::wait);
 
 // Table-creation shape: CREATE TABLE decides the result. The indexes are created in order and their results ignored,
 // also when the table is there already: a name that another table has taken is no failure.
-std::int32_t create_table(const char *table, std::initializer_list<const char *> indexes);
+std::int32_t create_table(Sql table, std::initializer_list<const char *> indexes);
 
 // Change-checked update shape: BTDB_ERR_UPDATE when the statement failed or matched no row.
 std::int32_t update_checked(Sql sql);

@@ -9,7 +9,7 @@
 //     %ld    int32_t          widened to long, so that the same digits result where long is 64 bits wide
 //     %lld   int64_t
 //     %f     float            widened to double
-//     %s     Text             a fragment that statement<>() itself built
+//     %s     Sql              a fragment: a literal, or one that statement<>() itself built
 //     %%                      one percent sign
 //
 // Anything else does not compile. So a caller's text cannot reach SQL unquoted and no width can be wrong.
@@ -44,7 +44,7 @@ private:
     char *text_ = nullptr;
 };
 
-// What a shape runs: a text that stays with the caller until the shape returns, or a literal.
+// What a shape runs, or a fragment of it: a text that stays with the caller until the shape returns, or a literal.
 class Sql {
 public:
     // NOLINTNEXTLINE(google-explicit-constructor,hicpp-explicit-conversions): shapes take either form.
@@ -145,8 +145,8 @@ template <> struct Argument<Directive::single_float> {
     static double pass(float value) { return static_cast<double>(value); }
 };
 template <> struct Argument<Directive::fragment> {
-    using Type = Text;
-    static const char *pass(const Text &text) { return text.get(); }
+    using Type = Sql;
+    static const char *pass(Sql fragment) { return fragment.get(); }
 };
 
 template <class T> bool absent(const T & /*number*/) {
@@ -155,14 +155,17 @@ template <class T> bool absent(const T & /*number*/) {
 inline bool absent(const char *text) {
     return text == nullptr;
 }
+inline bool absent(Sql fragment) {
+    return fragment.absent();
+}
 inline bool absent(const Text &text) {
     return text.get() == nullptr;
 }
 
-// How an argument is matched: a text field of a record and a text pointer are both a text.
+// How an argument is matched: a text field of a record and a text pointer are both a text, a built fragment is SQL.
 template <class T>
-using Matched =
-    std::conditional_t<std::is_convertible_v<const T &, const char *>, const char *, std::remove_cvref_t<T>>;
+using Matched = std::conditional_t<std::is_convertible_v<const T &, const char *>, const char *,
+                                   std::conditional_t<std::is_same_v<T, Text>, Sql, T>>;
 
 template <Template T, std::size_t... I, class... Args>
 Text build(std::index_sequence<I...> /*positions*/, const Args &...args) {

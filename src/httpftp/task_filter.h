@@ -9,7 +9,7 @@ namespace korvo {
 bool valid_http_ftp_task_filter(std::int32_t filter);
 
 // The fragment of a valid filter; empty for the one that selects every task.
-Text http_ftp_task_where(std::int32_t filter);
+Sql http_ftp_task_where(std::int32_t filter);
 
 } // namespace korvo
 

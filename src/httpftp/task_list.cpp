@@ -3,6 +3,7 @@
 #include "frame/shapes.h"
 #include "httpftp/task_filter.h"
 
+using korvo::Sql;
 using korvo::statement;
 using korvo::Text;
 
@@ -10,7 +11,7 @@ int32_t http_ftp_db_query_task_count(int32_t filter) {
     if (!korvo::valid_http_ftp_task_filter(filter)) {
         return BTDB_ERR_PARAM;
     }
-    const Text where = korvo::http_ftp_task_where(filter);
+    const Sql where = korvo::http_ftp_task_where(filter);
     return korvo::read_value(statement<"SELECT COUNT(*) FROM HTTP_FTP_TASK %s;">(where));
 }
 
@@ -19,11 +20,9 @@ int32_t http_ftp_db_query_task(const char *file, TqRowCallback callback, int32_t
     if (!korvo::valid_paging(start, end) || !korvo::valid_http_ftp_task_filter(filter)) {
         return BTDB_ERR_PARAM;
     }
-    const Text order = statement<"">(); // this table's listing has no order of its own
-    const Text where = korvo::http_ftp_task_where(filter);
+    const Sql where = korvo::http_ftp_task_where(filter);
     const Text page = korvo::paging(start, end);
-    return korvo::list_rows(file, statement<"SELECT * FROM HTTP_FTP_TASK %s %s %s;">(where, order, page), callback,
-                            context);
+    return korvo::list_rows(file, statement<"SELECT * FROM HTTP_FTP_TASK %s  %s;">(where, page), callback, context);
 }
 
 int32_t http_ftp_db_query_task_count_by_filename(const char *filename) {

@@ -110,7 +110,6 @@ int32_t bt_rss_query(const char *file, TqRowCallback callback, int32_t /*reserve
     if (!korvo::valid_paging(start, end)) {
         return BTDB_ERR_PARAM;
     }
-    const Text where = statement<"">(); // no filter
     const Text page = korvo::paging(start, end);
-    return korvo::list_rows(file, statement<"SELECT * FROM BT_RSS %s %s;">(where, page), callback, context);
+    return korvo::list_rows(file, statement<"SELECT * FROM BT_RSS  %s;">(page), callback, context);
 }
