@@ -1,4 +1,4 @@
-// The configuration file: any bytes in it can be read, and a value that could be stored is found again.
+// The configuration file: any bytes in it can be read, and what could be stored is found again.
 
 #include "platform.h"
 #include "target.h"
@@ -28,6 +28,9 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
     }
     if (Set_Profile_Boolean("BTDownload", "Schedule Time Enable", 1) == 0) {
         KORVO_REQUIRE(Get_Profile_Boolean("BTDownload", "Schedule Time Enable", 0) == 1);
+    }
+    if (Set_Profile_String("BTDownload", value.c_str(), "kept") == 0) { // as a name
+        KORVO_REQUIRE(read_back(value.c_str()) == "kept");
     }
     return 0;
 }

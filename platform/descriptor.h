@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <unistd.h>
+#include <utility>
 
 namespace korvo {
 
@@ -20,6 +21,8 @@ public:
 
     bool valid() const { return descriptor_ >= 0; }
     int get() const { return descriptor_; }
+    int release() { return std::exchange(descriptor_, -1); }
+    void replace(int descriptor) { const Descriptor old(std::exchange(descriptor_, descriptor)); }
 
 private:
     int descriptor_;

@@ -1,9 +1,12 @@
 // The configuration file: sections of "key = value" lines. A write changes one value and keeps everything else; the
 // file is replaced as a whole under a lock, so a reader needs none and two writers lose nothing.
 //
-// A value that a line cannot hold as it stands (bytes beyond ASCII, control characters, blanks at its ends) is written
+// A value that a line cannot hold as it stands (bytes beyond ASCII, control characters, spaces at its ends) is written
 // in double quotes with \xHH, \" and \\ in it.
 
+#include "profile.h"
+
+#include "deadline.h"
 #include "descriptor.h"
 #include "platform.h"
 
@@ -20,6 +23,7 @@
 #include <strings.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/xattr.h>
 
 extern "C" { // headers for C alone
 #include <collection.h>
@@ -32,8 +36,9 @@ namespace korvo {
 namespace {
 
 constexpr const char *file = KORVO_PROFILE_FILE;
-constexpr const char *lock_file = KORVO_PROFILE_FILE ".lock";
-constexpr const char *new_file_suffix = ".new";
+
+constexpr int longest_wait_s = 20; // for other writers; as long as for those of the database
+constexpr off_t largest_file = off_t{64} << 20U;
 
 // Values stay on one line, however long they are.
 constexpr int never_wrap = INT_MAX / 2;
@@ -109,39 +114,75 @@ int decode(const char *text, char *buffer, int size) {
 
 // ---- The file as a whole
 
+// Of a FIFO, too, without waiting for somebody else.
+constexpr int open_flags = O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+
+// Passes a file on that was just opened, and closes anything else.
+int regular_file(int descriptor) {
+    Descriptor opened(descriptor);
+    struct stat status {};
+    if (opened.valid() && (fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode))) {
+        errno = EINVAL;
+        return -1;
+    }
+    return opened.release();
+}
+
+// NULL when it cannot be read. A NUL is not text: it is what some file systems fill a file with after a power failure.
+Memory read_text(int descriptor) {
+    Memory none(nullptr, std::free);
+    struct stat status {};
+    if (fstat(descriptor, &status) != 0 || status.st_size > largest_file) {
+        return none;
+    }
+    const auto size = static_cast<std::size_t>(status.st_size);
+    Memory text(static_cast<char *>(std::malloc(size + 1)), std::free);
+    if (text == nullptr) {
+        return none;
+    }
+    for (std::size_t length = 0; length < size;) {
+        const ssize_t count = pread(descriptor, text.get() + length, size - length, static_cast<off_t>(length));
+        if (count <= 0) {
+            return none;
+        }
+        length += static_cast<std::size_t>(count);
+    }
+    text.get()[size] = '\0';
+    return std::strlen(text.get()) == size ? std::move(text) : std::move(none);
+}
+
 enum class Strange { skip, refuse }; // lines that are neither a section, a value nor a comment
 
 class Profile {
 public:
-    // Failed when the file is there and cannot be read or understood. A missing one is empty.
-    explicit Profile(Strange lines, const char *path = file) {
+    // Of an open file; a negative descriptor stands for one that does not exist, which is empty.
+    Profile(Strange lines, int descriptor) {
         if (ini_config_create(&config_) != 0 || ini_config_set_wrap(config_, never_wrap) != 0) {
             return;
         }
-        ini_cfgfile *opened = nullptr;
-        const int error = ini_config_file_open(path, INI_META_NONE, &opened);
-        const std::unique_ptr<ini_cfgfile, decltype(&ini_config_file_destroy)> owner(opened, ini_config_file_destroy);
-        const std::uint32_t skipped = lines == Strange::skip ? INI_PARSE_IGNORE_NON_KVP : 0;
-        read_ = error == ENOENT ||
-                (error == 0 && ini_config_parse(opened, INI_STOP_ON_ANY, INI_MS_MERGE | INI_MV1S_ALLOW | INI_MV2S_ALLOW,
-                                                INI_PARSE_NOWRAP | skipped, config_) == 0);
+        read_ = descriptor < 0 || parse(lines, read_text(descriptor));
     }
     Profile(const Profile &) = delete;
     Profile &operator=(const Profile &) = delete;
     ~Profile() { ini_config_destroy(config_); }
 
+    // Not when the file cannot be read or understood.
     bool read() const { return read_; }
 
-    // NULL when the key is missing; valid as long as the profile.
-    const char *value(const char *section, const char *key) {
-        const char *text = nullptr;
-        value_obj *found = find(section, key);
-        return found != nullptr && value_get_concatenated(found, &text) == 0 ? text : nullptr;
+    // Finds the key's text, or NULL when the key is missing; valid as long as the profile. False when nobody can say.
+    bool value(const char *section, const char *key, const char *&text) {
+        value_obj *found = nullptr;
+        text = nullptr;
+        return read_ && find(section, key, found) && (found == nullptr || value_get_concatenated(found, &text) == 0);
     }
 
     // The comment above a value stays with it.
     bool set(const char *section, const char *key, const char *text) {
-        if (value_obj *found = find(section, key); found != nullptr) {
+        value_obj *found = nullptr;
+        if (!read_ || !find(section, key, found)) {
+            return false;
+        }
+        if (found != nullptr) {
             return value_update(found, text, static_cast<std::uint32_t>(std::strlen(text)), INI_VALUE_CREATED,
                                 never_wrap) == 0;
         }
@@ -164,68 +205,209 @@ public:
     }
 
 private:
-    value_obj *find(const char *section, const char *key) {
-        value_obj *found = nullptr;
-        return ini_get_config_valueobj(section, key, config_, INI_GET_FIRST_VALUE, &found) == 0 ? found : nullptr;
+    // C comments are no part of the grammar: a value below a line that starts like one would be lost.
+    bool parse(Strange lines, const Memory &text) {
+        ini_cfgfile *opened = nullptr;
+        if (text == nullptr ||
+            ini_config_file_from_mem(text.get(), static_cast<std::uint32_t>(std::strlen(text.get())), &opened) != 0) {
+            return false;
+        }
+        const std::unique_ptr<ini_cfgfile, decltype(&ini_config_file_destroy)> owner(opened, ini_config_file_destroy);
+        const std::uint32_t skipped = lines == Strange::skip ? INI_PARSE_IGNORE_NON_KVP : 0;
+        return ini_config_parse(opened, INI_STOP_ON_ANY, INI_MS_MERGE | INI_MV1S_ALLOW | INI_MV2S_ALLOW,
+                                INI_PARSE_NOWRAP | INI_PARSE_NO_C_COMMENTS | skipped, config_) == 0;
+    }
+
+    bool find(const char *section, const char *key, value_obj *&found) {
+        return ini_get_config_valueobj(section, key, config_, INI_GET_FIRST_VALUE, &found) == 0;
     }
 
     ini_cfgobj *config_ = nullptr;
     bool read_ = false;
 };
 
-// The new file lies beside the old one, behind whatever links lead there, and has its owner and mode.
-bool replace_file(Profile &profile) {
-    char target[PATH_MAX];
-    char beside[PATH_MAX + sizeof ".new"];
-    if (realpath(file, target) == nullptr) {
-        std::snprintf(target, sizeof target, "%s", file);
+// ---- Writing
+
+// Where the file is, behind whatever symlinks lead there.
+class Place {
+public:
+    Place() {
+        if (realpath(file, path_) == nullptr) { // there is none yet
+            std::snprintf(path_, sizeof path_, "%s", file);
+        }
+        char directory[PATH_MAX] = ".";
+        if (const char *slash = std::strrchr(path_, '/'); slash != nullptr) {
+            name_ = slash + 1;
+            std::snprintf(directory, sizeof directory, "%.*s", static_cast<int>(name_ - path_), path_);
+        }
+        directory_.replace(open(directory, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     }
-    std::snprintf(beside, sizeof beside, "%s%s", target, new_file_suffix);
-    unlink(beside); // left by a writer that was killed; the lock is ours
-    const Descriptor descriptor(open(beside, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644));
-    if (!descriptor.valid()) {
-        return false;
+
+    int directory() const { return directory_.get(); }
+    const char *name() const { return name_; }
+
+private:
+    char path_[PATH_MAX];
+    const char *name_ = path_;
+    Descriptor directory_{-1};
+};
+
+// Takes over what a file's access list says, and that it has none where the directory has given the new file one.
+bool copy_access_list(int from, int to) {
+    constexpr const char *attribute = "system.posix_acl_access";
+    const ssize_t size = fgetxattr(from, attribute, nullptr, 0);
+    if (size < 0) {
+        return errno == EOPNOTSUPP || (errno == ENODATA && (fremovexattr(to, attribute) == 0 || errno == ENODATA));
     }
+    const auto length = static_cast<std::size_t>(size);
+    const Memory list(static_cast<char *>(std::malloc(length)), std::free);
+    return list != nullptr && fgetxattr(from, attribute, list.get(), length) == size &&
+           fsetxattr(to, attribute, list.get(), length, 0) == 0;
+}
+
+// Gives a file that only its maker can use another's owner, group, access list and mode, the latter within the mask.
+// Who may not give a file away keeps group and mode: the other members of the group go on using it.
+bool copy_access(int from, int to, mode_t mask) {
     struct stat old {};
-    const bool prepared = stat(target, &old) != 0 || ((fchown(descriptor.get(), old.st_uid, old.st_gid) == 0 ||
-                                                       (old.st_uid == geteuid() && old.st_gid == getegid())) &&
-                                                      fchmod(descriptor.get(), old.st_mode & 07777U) == 0);
-    // A foreign line may come out as one that cannot be read: no reason to spoil the file.
-    if (!prepared || !profile.write_to(descriptor.get()) || !Profile(Strange::refuse, beside).read() ||
-        rename(beside, target) != 0) {
-        unlink(beside);
+    struct stat made {};
+    return fstat(from, &old) == 0 &&
+           (fchown(to, old.st_uid, old.st_gid) == 0 || fchown(to, static_cast<uid_t>(-1), old.st_gid) == 0 ||
+            (fstat(to, &made) == 0 && made.st_gid == old.st_gid)) &&
+           copy_access_list(from, to) && fchmod(to, old.st_mode & mask) == 0;
+}
+
+// Held by one writer at a time. The lock file is there only while somebody writes, and only those who may write the
+// configuration file can open it, so nobody else can keep them waiting.
+class WriteLock {
+public:
+    explicit WriteLock(const Place &place) : place_(place) {
+        std::snprintf(name_, sizeof name_, "%s.lock", place.name());
+    }
+    WriteLock(const WriteLock &) = delete;
+    WriteLock &operator=(const WriteLock &) = delete;
+    ~WriteLock() {
+        if (file_.valid()) {
+            unlinkat(place_.directory(), name_, 0);
+            flock(file_.get(), LOCK_UN); // a child that was forked meanwhile has the descriptor too
+        }
+    }
+
+    // Waits for its turn, at a lock file with the access of the configuration file, if there is one.
+    bool take(int profile) {
+        const Deadline deadline(longest_wait_s);
+        while (!try_to_take()) {
+            if ((errno != EWOULDBLOCK && errno != EACCES) || !deadline.wait()) {
+                return false;
+            }
+        }
+        // The result does not matter: one that a killed writer left is another's, and open to whom it was open before.
+        copy_access(profile, file_.get(), S_IWUSR | S_IWGRP | S_IWOTH);
+        return true;
+    }
+
+private:
+    // EWOULDBLOCK: another writer has it. EACCES: another writer is just about to have it.
+    bool try_to_take() {
+        Descriptor opened(openat(place_.directory(), name_, O_WRONLY | O_CREAT | O_NOFOLLOW | open_flags, S_IWUSR));
+        if (!opened.valid() || flock(opened.get(), LOCK_EX | LOCK_NB) != 0) {
+            return false;
+        }
+        struct stat locked {};
+        struct stat named {};
+        if (fstat(opened.get(), &locked) != 0 || fstatat(place_.directory(), name_, &named, AT_SYMLINK_NOFOLLOW) != 0 ||
+            locked.st_ino != named.st_ino || locked.st_dev != named.st_dev) {
+            errno = EWOULDBLOCK; // the writer before has removed it
+            return false;
+        }
+        file_.replace(opened.release());
+        return true;
+    }
+
+    const Place &place_;
+    char name_[NAME_MAX + sizeof ".lock"];
+    Descriptor file_{-1};
+};
+
+// The new file lies beside the old one, and nobody has more access to it than to that one at any time.
+bool replace_file(const Place &place, int old, Profile &profile, const char *section, const char *key,
+                  const char *text) {
+    char name[NAME_MAX + sizeof ".new"];
+    std::snprintf(name, sizeof name, "%s.new", place.name());
+    unlinkat(place.directory(), name, 0); // left by a writer that was killed; the lock is ours
+    const Descriptor made(
+        openat(place.directory(), name, O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, old < 0 ? 0644 : S_IRUSR | S_IWUSR));
+    if (!made.valid()) {
         return false;
     }
-    *std::strrchr(target, '/') = '\0';
-    const Descriptor folder(open(target, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    return folder.valid() && fsync(folder.get()) == 0;
+    // What cannot be read back, a name with a "=" or somebody else's line that now looks different, is not stored.
+    const auto is_read_back = [&] {
+        Profile written(Strange::refuse, made.get());
+        const char *found = nullptr;
+        return written.value(section, key, found) && found != nullptr && std::strcmp(found, text) == 0;
+    };
+    if ((old >= 0 && !copy_access(old, made.get(), S_IRWXU | S_IRWXG | S_IRWXO)) || !profile.write_to(made.get()) ||
+        !is_read_back() || renameat(place.directory(), name, place.directory(), place.name()) != 0) {
+        unlinkat(place.directory(), name, 0);
+        return false;
+    }
+    return fsync(place.directory()) == 0;
+}
+
+// For writing, since its own mode decides who may change it and not only its directory's.
+int open_to_change(const Place &place) {
+    return regular_file(openat(place.directory(), place.name(), O_RDWR | O_NOFOLLOW | open_flags));
 }
 
 bool store(const char *section, const char *key, const char *value) {
     const Memory text = encoded(value);
-    const Descriptor lock(open(lock_file, O_RDONLY | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0644));
-    if (text == nullptr || !lock.valid() || flock(lock.get(), LOCK_EX) != 0) {
+    const Place place;
+    Descriptor old(open_to_change(place));
+    if (text == nullptr || (!old.valid() && errno != ENOENT) ||
+        faccessat(place.directory(), ".", W_OK | X_OK, AT_EACCESS) != 0) {
         return false;
     }
-    Profile profile(Strange::refuse);
-    return profile.read() && profile.set(section, key, text.get()) && replace_file(profile);
+    WriteLock lock(place);
+    if (!lock.take(old.get())) {
+        return false;
+    }
+    old.replace(open_to_change(place)); // the writer before has replaced it
+    if (!old.valid() && errno != ENOENT) {
+        return false;
+    }
+    Profile profile(Strange::refuse, old.get());
+    return profile.set(section, key, text.get()) && replace_file(place, old.get(), profile, section, key, text.get());
 }
 
 } // namespace
 } // namespace korvo
 
-int Get_Profile_String(const char *section, const char *key, const char *default_text, char *buffer, int size) {
-    if (size <= 0) {
-        return 0;
-    }
-    korvo::Profile profile(korvo::Strange::skip);
-    if (const char *text = profile.read() ? profile.value(section, key) : nullptr; text != nullptr) {
-        return korvo::decode(text, buffer, size);
+int korvo::read_profile(int descriptor, const char *section, const char *key, const char *default_text, char *buffer,
+                        int size) {
+    Profile profile(Strange::skip, descriptor);
+    const char *text = nullptr;
+    if (!profile.value(section, key, text)) {
+        default_text = "";
+    } else if (text != nullptr) {
+        return decode(text, buffer, size);
     }
     const std::size_t length = strnlen(default_text, static_cast<std::size_t>(size) - 1);
     std::memcpy(buffer, default_text, length);
     buffer[length] = '\0';
     return static_cast<int>(length);
+}
+
+int Get_Profile_String(const char *section, const char *key, const char *default_text, char *buffer, int size) {
+    if (size <= 0) {
+        return 0;
+    }
+    const korvo::Descriptor file(korvo::regular_file(open(korvo::file, O_RDONLY | korvo::open_flags)));
+    char link;
+    // A symlink that leads nowhere is a file that cannot be read, not one that is missing.
+    if (!file.valid() && (errno != ENOENT || readlink(korvo::file, &link, sizeof link) >= 0)) {
+        buffer[0] = '\0';
+        return 0;
+    }
+    return korvo::read_profile(file.get(), section, key, default_text, buffer, size);
 }
 
 int Get_Profile_Boolean(const char *section, const char *key, int default_value) {

@@ -1,28 +1,79 @@
 // The stand-in for a device's own libraries: the configuration file, the server's name, the alert mail.
 
 #include "files.h"
+#include "next.h"
 #include "platform.h"
 #include "support.h"
 
+#include <cerrno>
 #include <cstring>
+#include <ctime>
 #include <fcntl.h>
+#include <functional>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 using namespace test;
+namespace fs = std::filesystem;
+
+// ---- What stands in front of the system
+
+static int speed = 1; // of the clock
+static mode_t access_at_first, access_at_last;
+
+static mode_t mode(const char *file) {
+    struct stat status {};
+    return lstat(file, &status) == 0 ? status.st_mode & 07777U : 0;
+}
+
+extern "C" {
+int clock_gettime(clockid_t clock, timespec *time) noexcept {
+    const int result = next(clock_gettime, "clock_gettime")(clock, time);
+    const std::int64_t passed = (time->tv_sec * std::int64_t{1'000'000'000} + time->tv_nsec) * speed;
+    *time = {static_cast<std::time_t>(passed / 1'000'000'000), static_cast<long>(passed % 1'000'000'000)};
+    return result;
+}
+int nanosleep(const timespec *time, timespec *left) {
+    const timespec shorter = {time->tv_sec / speed, time->tv_nsec / speed};
+    return next(nanosleep, "nanosleep")(&shorter, left);
+}
+int fchown(int file, uid_t owner, gid_t group) noexcept {
+    struct stat status {};
+    fstat(file, &status);
+    access_at_first |= status.st_mode & 07777U;
+    return next(fchown, "fchown")(file, owner, group);
+}
+int fsync(int file) {
+    access_at_last |= mode("/mnt/HDA_ROOT/korvo.conf.lock");
+    return next(fsync, "fsync")(file);
+}
+}
 
 class Platform : public testing::Test {
 protected:
-    Platform() { clear(); }
-    ~Platform() override { clear(); }
+    Platform() {
+        umask(022);
+        clear();
+    }
+    ~Platform() override {
+        speed = 1;
+        clear();
+    }
 
     static void clear() {
-        for (const char *file : {"/mnt/HDA_ROOT/korvo.conf", "/mnt/HDA_ROOT/korvo.conf.lock",
-                                 "/mnt/HDA_ROOT/korvo.conf.new", "/mnt/HDA_ROOT/behind.conf", "/tmp/mail"}) {
-            std::filesystem::remove_all(file);
+        for (const char *file :
+             {"/mnt/HDA_ROOT/korvo.conf", "/mnt/HDA_ROOT/korvo.conf.lock", "/mnt/HDA_ROOT/korvo.conf.new",
+              "/mnt/HDA_ROOT/behind.conf", "/tmp/behind.conf", "/tmp/mail"}) {
+            fs::remove_all(file);
         }
+    }
+    static std::time_t seconds() {
+        timespec now{};
+        clock_gettime(CLOCK_MONOTONIC, &now);
+        return now.tv_sec;
     }
     static std::string value(const char *key, int size = 9000) {
         std::string buffer(static_cast<std::size_t>(size) + 1, '\xa5');
@@ -43,10 +94,47 @@ TEST_F(Platform, AWriteChangesOneValueAndKeepsEverythingElse) {
     EXPECT_EQ(content(profile), "# the device's settings\n\n[Network]\nname = nas   two\n; a second comment\nlist = a\n"
                                 "list = b\n[BTDownload]\n# where to\nFolder = Elsewhere\nempty = \nlong = " +
                                     std::string(300, 'x') + " y\nOn = true\n[New]\nkey = value\n\n# the end\n");
-    struct stat status {};
-    stat(profile, &status);
-    EXPECT_EQ(status.st_mode & 07777U, 0640U);
-    EXPECT_FALSE(std::filesystem::exists("/mnt/HDA_ROOT/korvo.conf.new"));
+    EXPECT_EQ(mode(profile), 0640U);
+    EXPECT_FALSE(fs::exists("/mnt/HDA_ROOT/korvo.conf.new"));
+    EXPECT_FALSE(fs::exists("/mnt/HDA_ROOT/korvo.conf.lock"));
+}
+
+// The process's own user may read; a mask limits what a group and named users may do.
+static std::string access_list(std::uint16_t mask) {
+    struct {
+        std::uint32_t version = 2;
+        struct {
+            std::uint16_t tag, access;
+            std::uint32_t id;
+        } entries[5];
+    } list = {2, {{1, 6, ~0U}, {2, 6, getuid()}, {4, 0, ~0U}, {16, mask, ~0U}, {32, 0, ~0U}}};
+    return {reinterpret_cast<const char *>(&list), sizeof list};
+}
+
+static std::string stored_list(const char *file) {
+    char list[256];
+    const ssize_t size = getxattr(file, "system.posix_acl_access", list, sizeof list);
+    return {list, static_cast<std::size_t>(std::max<ssize_t>(size, 0))};
+}
+
+TEST_F(Platform, AWriteNeverWidensTheAccess) {
+    const std::string lists[] = {access_list(4), access_list(6)};
+    write_file(profile, "[BTDownload]\n");
+    ASSERT_EQ(setxattr(profile, "system.posix_acl_access", lists[0].data(), lists[0].size(), 0), 0) << strerror(errno);
+    access_at_first = access_at_last = 0;
+    EXPECT_EQ(Set_Profile_String("BTDownload", "key", "value"), 0);
+    EXPECT_EQ(stored_list(profile), lists[0]);
+    EXPECT_EQ(access_at_first & 077U, 0U);
+    EXPECT_EQ(access_at_last, 0200U) << "the lock is for those who may write";
+
+    // A directory's default list is for files that are new.
+    ASSERT_EQ(setxattr(folder, "system.posix_acl_default", lists[1].data(), lists[1].size(), 0), 0) << strerror(errno);
+    removexattr(profile, "system.posix_acl_access");
+    chmod(profile, 0660);
+    EXPECT_EQ(Set_Profile_String("BTDownload", "key", "value"), 0);
+    EXPECT_EQ(stored_list(profile), "");
+    EXPECT_EQ(mode(profile), 0660U);
+    removexattr(folder, "system.posix_acl_default");
 }
 
 TEST_F(Platform, AnyValueComesBackAsItWas) {
@@ -77,49 +165,74 @@ TEST_F(Platform, BooleansAreReadAsPeopleWriteThem) {
     EXPECT_EQ(Get_Profile_Boolean("BTDownload", "missing", 5), 5);
 }
 
-TEST_F(Platform, AFileThatCannotBeUnderstoodIsTheDefaultsAndStaysAsItIs) {
+TEST_F(Platform, WhatIsStoredUnderAnyNameIsFoundOrRefused) {
+    write_file(profile, "[Network]\nname = nas\n");
+    const std::string names[] = {
+        "a=b",  "#c",    ";c",  "[s",  "s]",   "a\nb", "a\r", " a", "a ",       "",
+        "\xc3", "\"q\"", "k.l", "a'b", "/* c", "a:b",  "\\",  "//", "\xc3\xa4", std::string(3000, 'n')};
+    for (const std::string &name : names) {
+        for (const auto &[section, key] : {std::pair(name, std::string("key")), {"BTDownload", name}}) {
+            const std::string before = content(profile);
+            char text[9] = "";
+            if (Set_Profile_String(section.c_str(), key.c_str(), "value") != 0) {
+                EXPECT_EQ(content(profile), before) << name;
+                continue;
+            }
+            Get_Profile_String(section.c_str(), key.c_str(), "", text, sizeof text);
+            EXPECT_STREQ(text, "value") << section << '/' << key;
+            Get_Profile_String("Network", "name", "", text, sizeof text);
+            EXPECT_STREQ(text, "nas") << section << '/' << key;
+        }
+    }
+    for (const char *key : {"a=b", "#c", "[s", "a\nb", ""}) {
+        EXPECT_NE(Set_Profile_String("BTDownload", key, "value"), 0) << key;
+    }
+    EXPECT_EQ(Set_Profile_String("BTDownload", "a'b: c", "value"), 0);
+}
+
+TEST_F(Platform, AFileThatCannotBeUnderstoodIsNotTheDefaultsAndStaysAsItIs) {
     EXPECT_EQ(value("key"), "the default") << "no file";
-    for (const std::string text : {"[BTDownload\nkey = value\n", "\xff\xfe\x01", "[BTDownload]\nkey = \xc3(\n"}) {
+    for (const std::string &text : {std::string("[BTDownload\nkey = value\n"), std::string("\xff\xfe\x01"),
+                                    std::string("[BTDownload]\nkey = \xc3(\n"), std::string(4096, '\0')}) {
         write_file(profile, text);
-        EXPECT_EQ(value("key"), "the default");
+        EXPECT_EQ(value("key"), "");
         EXPECT_NE(Set_Profile_String("BTDownload", "key", "new"), 0);
         EXPECT_EQ(content(profile), text);
     }
-    write_file(profile, "a stray line\n[BTDownload]\nkey = value\n");
+    write_file(profile, "a stray line\n/* note\n[BTDownload]\nkey = value\n");
     EXPECT_EQ(value("key"), "value") << "the rest of the file is good";
     EXPECT_NE(Set_Profile_String("BTDownload", "key", "new"), 0) << "it would lose the stray line";
-    std::filesystem::remove(profile);
-    std::filesystem::create_directory(profile);
-    EXPECT_EQ(value("key"), "the default");
-    EXPECT_NE(Set_Profile_String("BTDownload", "key", "new"), 0);
+    const std::function<void()> plants[] = {[] { fs::create_directory(profile); }, [] { mkfifo(profile, 0666); },
+                                            [] { fs::create_symlink("nowhere", profile); },
+                                            [] { write_file(profile, "["), chmod(profile, 0); }};
+    for (const auto &plant : plants) {
+        fs::remove_all(profile);
+        plant();
+        EXPECT_EQ(value("key"), "");
+        EXPECT_NE(Set_Profile_String("BTDownload", "key", "new"), 0);
+    }
 }
 
 TEST_F(Platform, ALinkStaysALinkAndALeftoverIsNoObstacle) {
     write_file("/mnt/HDA_ROOT/behind.conf", "[BTDownload]\nkey = value\n");
     write_file("/mnt/HDA_ROOT/behind.conf.new", "from a writer that was killed");
-    std::filesystem::create_symlink("behind.conf", profile);
+    fs::create_symlink("behind.conf", profile);
     EXPECT_EQ(Set_Profile_String("BTDownload", "key", "new"), 0);
-    EXPECT_TRUE(std::filesystem::is_symlink(profile));
+    EXPECT_TRUE(fs::is_symlink(profile));
     EXPECT_EQ(content("/mnt/HDA_ROOT/behind.conf"), "[BTDownload]\nkey = new\n");
 }
 
-TEST_F(Platform, AWriterWaitsForTheOneBefore) {
+TEST_F(Platform, AWriterWaitsForTheOneBeforeButNotForEver) {
     ASSERT_EQ(Set_Profile_String("BTDownload", "key", "old"), 0);
-    const int lock = open("/mnt/HDA_ROOT/korvo.conf.lock", O_RDONLY | O_CLOEXEC);
+    const int lock = open("/mnt/HDA_ROOT/korvo.conf.lock", O_RDONLY | O_CREAT | O_CLOEXEC, 0600);
     ASSERT_EQ(flock(lock, LOCK_EX), 0);
-    const pid_t writer = fork();
-    if (writer == 0) {
-        close(lock);
-        _exit(Set_Profile_String("BTDownload", "key", "new") != 0 ? 1 : 0);
-    }
-    usleep(200'000); // time enough for one that does not wait
+    speed = 50;
+    const std::time_t start = seconds();
+    EXPECT_NE(Set_Profile_String("BTDownload", "key", "new"), 0);
+    EXPECT_GE(seconds() - start, 20);
     EXPECT_EQ(value("key"), "old");
-    EXPECT_EQ(flock(lock, LOCK_UN), 0);
-    close(lock);
-    int status = -1;
-    EXPECT_EQ(waitpid(writer, &status, 0), writer);
-    EXPECT_EQ(status, 0);
-    EXPECT_EQ(value("key"), "new");
+    close(lock); // and leave it behind, as a writer that is killed
+    EXPECT_EQ(Set_Profile_String("BTDownload", "key", "new"), 0);
 }
 
 TEST_F(Platform, WritersAtOnceLoseNothingAndReadersSeeNoHalfFile) {
@@ -171,7 +284,7 @@ TEST_F(Platform, MailReachesTheMailSystemAsItIs) {
         EXPECT_EQ(mail.substr(mail.find("\n\n") + 2), message + "\n");
         EXPECT_EQ(content("/tmp/arguments"), "-oi -- -admin@example.org ");
     }
-    EXPECT_FALSE(std::filesystem::exists("/tmp/x"));
+    EXPECT_FALSE(fs::exists("/tmp/x"));
 }
 
 TEST_F(Platform, MailThatIsNotTakenIsAFailureAndNoSignal) {

@@ -38,7 +38,10 @@ int Get_Server_Name(char *buffer, int size) {
 
 class Services : public StoreTest {
 protected:
-    Services() { clear(); }
+    Services() {
+        umask(022);
+        clear();
+    }
     ~Services() override {
         now_is = 0;
         time_converts = true;
