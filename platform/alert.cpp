@@ -4,9 +4,15 @@
 //     [Alert]
 //     Mail To = root
 //     Mail Program = /usr/sbin/sendmail
+//
+// It names a program only when it is a file that this process's user may take orders from (trusted.h): whoever else can
+// write it would run programs with this process's rights.
 
+#include "deadline.h"
 #include "descriptor.h"
 #include "platform.h"
+#include "profile.h"
+#include "trusted.h"
 
 #include <cerrno>
 #include <climits>
@@ -20,6 +26,9 @@
 
 namespace korvo {
 namespace {
+
+constexpr int longest_delivery_s = 60;
+constexpr int longest_end_s = 5; // a program that waits for a disk or a server ends later than it is told
 
 // A line end in a name would end the header it stands in.
 void make_printable(char *text) {
@@ -47,8 +56,8 @@ bool write_mail(int descriptor, const char *server_name, const char *recipient, 
            lseek(descriptor, 0, SEEK_SET) == 0;
 }
 
-// The child starts with the signal handling that programs expect, whatever its parent ignores or blocks, and with no
-// access to the parent's standard output, which may be a web page.
+// The child starts with the signal handling that programs expect, whatever its parent ignores or blocks, in a process
+// group of its own, with none of its parent's descriptors but standard error: standard output may be a web page.
 pid_t start(const char *program, char *const *arguments, int standard_input) {
     pid_t child = -1;
     posix_spawn_file_actions_t files;
@@ -65,9 +74,11 @@ pid_t start(const char *program, char *const *arguments, int standard_input) {
         sigaddset(&usual, SIGCHLD);
         if (posix_spawn_file_actions_adddup2(&files, standard_input, STDIN_FILENO) != 0 ||
             posix_spawn_file_actions_addopen(&files, STDOUT_FILENO, "/dev/null", O_WRONLY, 0) != 0 ||
+            posix_spawn_file_actions_addclosefrom_np(&files, STDERR_FILENO + 1) != 0 ||
             posix_spawnattr_setsigdefault(&attributes, &usual) != 0 ||
-            posix_spawnattr_setsigmask(&attributes, &none) != 0 ||
-            posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK) != 0 ||
+            posix_spawnattr_setsigmask(&attributes, &none) != 0 || posix_spawnattr_setpgroup(&attributes, 0) != 0 ||
+            posix_spawnattr_setflags(&attributes,
+                                     POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETPGROUP) != 0 ||
             posix_spawn(&child, program, &files, &attributes, arguments, environ) != 0) {
             child = -1;
         }
@@ -77,15 +88,35 @@ pid_t start(const char *program, char *const *arguments, int standard_input) {
     return child;
 }
 
-// In a process that has its children reaped elsewhere the outcome cannot be known: started counts as accepted there.
+// Waits for the child for so long. 0: it still runs.
+pid_t wait_for(pid_t child, int &status, int seconds) {
+    const Deadline deadline(seconds);
+    pid_t ended = 0;
+    do {
+        ended = waitpid(child, &status, WNOHANG);
+    } while (ended == 0 && deadline.wait());
+    return ended;
+}
+
+// A program that takes too long is ended with all that it has started. In a process that has its children reaped
+// elsewhere the outcome cannot be known: one that has ended counts as accepted there.
 bool succeeded(pid_t child) {
     int status = 0;
-    while (waitpid(child, &status, 0) < 0) {
-        if (errno != EINTR) {
-            return errno == ECHILD;
-        }
+    const pid_t ended = wait_for(child, status, longest_delivery_s);
+    if (ended == 0) {
+        kill(-child, SIGKILL);
+        wait_for(child, status, longest_end_s);
+        return false;
     }
-    return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+    return ended < 0 ? errno == ECHILD : WIFEXITED(status) && WEXITSTATUS(status) == 0;
+}
+
+// An empty setting is none. False for one that fills its buffer: a part of it would name something else.
+bool complete(char *setting, std::size_t size, const char *default_text) {
+    if (setting[0] == '\0') {
+        std::snprintf(setting, size, "%s", default_text);
+    }
+    return std::strlen(setting) + 1 < size;
 }
 
 } // namespace
@@ -104,8 +135,13 @@ int Get_Server_Name(char *buffer, int size) {
 int Send_Alert_Mail(const char *server_name, const char *message, const void * /*reserved*/) {
     char program[PATH_MAX];
     char recipient[256];
-    Get_Profile_String("Alert", "Mail Program", KORVO_SENDMAIL, program, sizeof program);
-    Get_Profile_String("Alert", "Mail To", "root", recipient, sizeof recipient);
+    const korvo::Descriptor trusted(korvo::open_trusted(KORVO_PROFILE_FILE));
+    korvo::read_profile(trusted.get(), "Alert", "Mail Program", "", program, sizeof program);
+    Get_Profile_String("Alert", "Mail To", "", recipient, sizeof recipient);
+    if (!korvo::complete(program, sizeof program, KORVO_SENDMAIL) ||
+        !korvo::complete(recipient, sizeof recipient, "root")) {
+        return -1;
+    }
     korvo::make_printable(recipient);
     const korvo::Descriptor mail(memfd_create("alert", MFD_CLOEXEC));
     if (!mail.valid() || !korvo::write_mail(mail.get(), server_name, recipient, message)) {

@@ -37,7 +37,11 @@ KORVO_PLATFORM_API int Set_Profile_Boolean(const char *section, const char *key,
 // Copies the host's name into the buffer, NUL-terminated and cut to its size. Returns 0, or -1 with an empty name.
 KORVO_PLATFORM_API int Get_Server_Name(char *buffer, int size);
 
-// Sends a message from this server as an alert mail. Returns 0 once the mail system has accepted it, else -1.
+// Sends a message from this server as an alert mail. Returns 0 once the mail system has accepted it, else -1. A mail
+// program that has not accepted it after 60 seconds is ended with its process group.
+//
+// The configuration file names another program than the system's only if root and the process's effective user alone
+// own and can write the file and every directory on the way to it.
 KORVO_PLATFORM_API int Send_Alert_Mail(const char *server_name, const char *message, const void *reserved);
 
 #ifdef __cplusplus

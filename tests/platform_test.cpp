@@ -6,10 +6,12 @@
 #include "support.h"
 
 #include <cerrno>
+#include <csignal>
 #include <cstring>
 #include <ctime>
 #include <fcntl.h>
 #include <functional>
+#include <spawn.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -22,6 +24,7 @@ namespace fs = std::filesystem;
 // ---- What stands in front of the system
 
 static int speed = 1; // of the clock
+static std::string started;
 static mode_t access_at_first, access_at_last;
 
 static mode_t mode(const char *file) {
@@ -49,6 +52,13 @@ int fchown(int file, uid_t owner, gid_t group) noexcept {
 int fsync(int file) {
     access_at_last |= mode("/mnt/HDA_ROOT/korvo.conf.lock");
     return next(fsync, "fsync")(file);
+}
+int posix_spawn(pid_t *child, const char *program, const posix_spawn_file_actions_t *files,
+                const posix_spawnattr_t *attributes, char *const *arguments, char *const *environment) noexcept {
+    started = program;
+    return started == "/usr/sbin/sendmail" // the machine's own mails nobody
+               ? ENOENT
+               : next(posix_spawn, "posix_spawn")(child, program, files, attributes, arguments, environment);
 }
 }
 
@@ -293,6 +303,59 @@ TEST_F(Platform, MailThatIsNotTakenIsAFailureAndNoSignal) {
     write_file(profile, "[Alert]\nMail Program = /tmp/sendmail\n");
     install_sendmail(75);
     EXPECT_EQ(Send_Alert_Mail("nas", "m", nullptr), -1);
-    write_file("/tmp/sendmail", "#!/bin/sh\nexit 0\n");
+    ASSERT_EQ(dup2(STDERR_FILENO, 77), 77);
+    write_file("/tmp/sendmail", "#!/bin/sh\n[ ! -e /proc/$$/fd/77 ]\n");
     EXPECT_EQ(Send_Alert_Mail("nas", std::string(1000000, 'm').c_str(), nullptr), 0) << "it need not read the mail";
+    close(77);
+
+    write_file("/tmp/sendmail", "#!/bin/sh\necho $$ >/tmp/mail\nsleep 1000 &\nwait\n");
+    speed = 50;
+    for (const auto &children : {SIG_DFL, SIG_IGN}) {
+        std::signal(SIGCHLD, children);
+        const std::time_t start = seconds();
+        EXPECT_EQ(Send_Alert_Mail("nas", "m", nullptr), -1);
+        EXPECT_GE(seconds() - start, 60);
+        EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "left behind";
+        const pid_t group = std::stoi(content("/tmp/mail"));
+        while (kill(-group, 0) == 0) {
+            usleep(1000);
+        }
+    }
+    std::signal(SIGCHLD, SIG_DFL);
+}
+
+TEST_F(Platform, OnlyWhoMayDoSoAnywayNamesTheMailProgram) {
+    install_sendmail();
+    constexpr const char *safe = "/mnt/HDA_ROOT/behind.conf";
+    const std::string list = access_list(6);
+    const std::pair<bool, std::function<void()>> arrangements[] = {
+        {true, [&] {}},
+        {false, [&] { chmod(profile, 0664); }},
+        {false, [&] { chmod(profile, 0646); }},
+        {false, [&] { setxattr(profile, "system.posix_acl_access", list.data(), list.size(), 0); }},
+        {false, [&] { chmod(folder, 0775); }},
+        {false, [&] { chmod("/mnt", 01757); }},
+        {true, [&] { fs::rename(profile, safe), fs::create_symlink("../HDA_ROOT/.//behind.conf", profile); }},
+        {true, [&] { fs::rename(profile, safe), fs::create_symlink(safe, profile); }},
+        {false,
+         [&] {
+             fs::copy_file(profile, "/tmp/behind.conf"), fs::remove(profile),
+                 fs::create_symlink("/tmp/behind.conf", profile);
+         }},
+        {false,
+         [&] {
+             fs::rename(profile, safe), fs::create_symlink(safe, "/tmp/behind.conf"),
+                 fs::create_symlink("/tmp/behind.conf", profile);
+         }},
+        {false, [&] { fs::remove(profile), fs::create_symlink(profile, profile); }},
+    };
+    for (const auto &[obeyed, arrange] : arrangements) {
+        clear();
+        write_file(profile, "[Alert]\nMail Program = /tmp/sendmail\n");
+        arrange();
+        EXPECT_EQ(Send_Alert_Mail("nas", "m", nullptr), obeyed ? 0 : -1);
+        EXPECT_EQ(started, obeyed ? "/tmp/sendmail" : "/usr/sbin/sendmail") << &arrange - &arrangements[0].second;
+        chmod(folder, 0755);
+        chmod("/mnt", 0755);
+    }
 }
