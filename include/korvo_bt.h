@@ -1,66 +1,85 @@
 /*
  * korvo_bt.h - the state store of the download manager.
  *
- * One shared library, libKorvo_bt.so.1, in which the download daemons and the programs of the web
- * interface keep and read everything they know about downloads. All of it lives in one SQLite file.
- * This header is the whole contract. It serves C11 and C++17 and later.
+ * One shared library, libKorvo_bt.so.1, in which download daemons and the programs of the web interface
+ * keep and read everything they know about downloads, in one SQLite file. This header is the whole
+ * contract, for C11 and C++17 and later. In this order it declares:
  *
- * Conventions, said once and true for every function below unless its own text says otherwise:
+ *      err_*                                  the diagnostic log
+ *      bt_db_*_task*                          BitTorrent tasks: add, update, look up, list, count
+ *      bt_db_*_session                        totals of the BitTorrent session
+ *      tq_db_query_task                       both kinds of task in one list
+ *      http_ftp_db_*, http_db_*, ftp_db_*     HTTP/FTP tasks, and which one is downloaded next
+ *      bt_fdata_*, bt_infodata_*              files and metadata of a torrent
+ *      bt_rss_*, bt_rss_job_*                 items of RSS feeds, jobs that download from feeds
+ *      bt_account_*                           accounts per host
+ *      *bt_msg_*                              the message queue to the BitTorrent daemon
+ *      bt_task_remove, http_ftp_task_remove   a task's removal with its files
+ *      *_task_fmttime                         times for display
+ *      *_tqv3_*                               the weekly schedule, notifications, alert mail
+ *      omra_url_encode                        URL encoding of spaces
+ *
+ * What the stored numbers mean is agreed on in korvo_bt_conventions.h.
+ *
+ * Conventions, which hold for every function unless its own description says otherwise:
  *
  *  1. Results. A function returns a signed 32-bit number: BTDB_OK (0), or a count, an identifier or a
- *     length (0 or more), or one of the negative codes BTDB_ERR_*. There is no error text and no errno.
- *     A failed call changed nothing, with two exceptions that are named where they occur: an add whose
- *     row is stored but whose new identifier could not be read back, and the create of a table that is
- *     there already, which makes missing indexes of it.
+ *     length (0 or more), or one of the negative codes BTDB_ERR_*. There is no error string and no errno.
+ *     A call that fails has changed nothing in the database. The exceptions are described where they
+ *     occur: an add whose row is stored but whose new identifier could not be read, the create of a table
+ *     that exists, which still creates its missing indexes, and the removal of a task.
  *
- *  2. Argument checks come first. BTDB_ERR_PARAM means that nothing was built, opened or changed.
+ *  2. Arguments are checked first. BTDB_ERR_PARAM means that nothing was opened or changed.
  *
- *  3. Ownership. Every record, text and buffer belongs to the caller. The library reads it during the
+ *  3. Ownership. Every record, string and buffer belongs to the caller. The library reads it during the
  *     call, fills it where the function says so, and keeps no pointer to it. A record that a function
  *     fills is left as it was when the function fails.
  *
- *  4. Texts are NUL-terminated bytes, by custom UTF-8, stored unchanged: quotes, line ends and bytes
- *     below 32 included. A stored text that is longer than the record field it is read into arrives
- *     cut to the field's width, NUL-terminated; an SQL NULL (only other programs write it) arrives as
- *     the empty text. Bytes of a filled text field after its NUL are zero.
+ *  4. Strings are NUL-terminated bytes, by custom UTF-8, stored unchanged: quotes, line breaks and control
+ *     characters included. A stored string that is longer than the record's field is truncated to the
+ *     field when it is read, with a NUL at the end; an SQL NULL (only other programs write it) is read as
+ *     the empty string. The bytes of a field after its NUL are zero.
  *
- *  5. One call, one connection. Every store function opens the database file, runs one statement and
- *     closes the file (a create runs its indexes too; some adds read the new identifier on a second
- *     connection and say so). Nothing survives the call: no connection, descriptor, lock, cache or
- *     allocation. There is nothing to initialise and nothing to shut down.
+ *  5. One connection per call. Every store function opens the database file, runs one statement and closes
+ *     the file. A create also runs the statements of its indexes, some adds read the new identifier on a
+ *     second connection and say so, and the removal of a task consists of several calls. No connection,
+ *     descriptor, lock, cache or allocation outlives the call. There is nothing to initialise and nothing
+ *     to shut down.
  *
- *  6. Blocking. While another process holds a conflicting lock on the file, a call waits for up to
- *     20 seconds and then fails with its ordinary code (a create waits so long for each of its indexes
- *     too). Functions that do not wait say so.
+ *  6. Waiting for locks. While another process holds a conflicting lock on the file, a call waits, and
+ *     fails with its ordinary code when that takes too long: up to 20 seconds to read the schema of the
+ *     file, with which each statement begins, and up to 20 seconds more to run the statement. An add that
+ *     reads the identifier on a second connection, and a create for each of its indexes, can wait as long
+ *     again. Functions that do not wait for locks say so.
  *
- *  7. Threads and processes. Every function may be called from any thread of any number of processes
- *     at once, unless its text says otherwise. Each statement is atomic by itself; two calls in a row are
- *     not atomic together. Two things a process must not do: call the library in a child that was forked
- *     while another thread was inside it, and open or close the database file by other means than SQLite
- *     (that would drop the locks of calls that run at the time).
+ *  7. Threads and processes. Every function may be called from any thread of any number of processes at
+ *     the same time. Each statement is atomic; two calls in a row are not. A process must not call the
+ *     library in a child that was forked while another thread was inside it, and must not open or close
+ *     the database file by other means than SQLite: that drops the locks of calls that run at the time.
  *
- *  8. Row callbacks have the signature of sqlite3_exec's: see TqRowCallback.
+ *  8. Row callbacks have the signature of sqlite3_exec's callback: see TqRowCallback. A listing accepts
+ *     NULL: it then runs and discards its rows.
  *
  *  9. Paging. Listings take two positions, start and end, counted from 0 in the listing's order, end
  *     exclusive. Both 0 lists everything. Otherwise the rows at start .. end-1 are listed; start equal
  *     to end (not 0) lists none and is success. A negative value, or start above end, gives
  *     BTDB_ERR_PARAM.
  *
- * 10. The database file argument. Listings that take a `file` open BTDB_DEFAULT_FILE when it is NULL;
- *     any other text, the empty one included, goes to SQLite as it stands. A file that does not exist
- *     is created empty.
+ * 10. The database file argument. Listings that take a `file` open BTDB_DEFAULT_FILE when it is NULL; any
+ *     other string, the empty one included, is handed to SQLite unchanged. A file that does not exist is
+ *     created empty.
  *
- * 11. Column positions. Delete functions choose rows by one column: `selector` is the column's place,
- *     counted from 0, in the table (the order of the record's fields), and `value` points to an
- *     int32_t for a number or is the text itself. A selector that the function does not serve, and a
- *     NULL value, give BTDB_ERR_PARAM.
+ * 11. Column positions. Delete functions select rows by one column: `selector` is the column's position,
+ *     counted from 0, in the table (the order of the record's fields), and `value` points to an int32_t
+ *     for a number or is the string itself. A selector that the function does not accept, and a NULL
+ *     value, give BTDB_ERR_PARAM.
  *
- * 12. Memory that runs out is an ordinary failure: the function's own code, and nothing done.
+ * 12. Running out of memory is an ordinary failure: the function's own code, and nothing changed.
  *
- * On purpose, and not to be "repaired" by callers or maintainers: records are plain fixed-width
- * structures whose layout is the same on 32-bit ARM and on 64-bit PCs; statements are built with
- * SQLite's "'%q'" quoting instead of bound parameters; an update that matches no row is reported as
- * BTDB_ERR_UPDATE, like a failed one, while a delete that matches no row is BTDB_OK.
+ * Intended, and not to be "repaired" by callers or maintainers: records are plain fixed-width structures
+ * whose layout is the same on 32-bit ARM and on 64-bit PCs; statements are built with SQLite's "'%q'"
+ * quoting instead of bound parameters; an update that matches no row is reported as BTDB_ERR_UPDATE, like
+ * one that failed, while a delete that matches no row is BTDB_OK.
  */
 #ifndef KORVO_BT_H
 #define KORVO_BT_H
@@ -92,51 +111,99 @@ extern "C" {
 
 /* Done; the function has nothing else to return. */
 #define BTDB_OK 0
-/* An argument check failed: a NULL record, key text, value or buffer; a negative identifier; a selector,
+/* An argument check failed: a NULL record, key, value or buffer; a negative identifier; a selector,
  * field code or filter out of range (compared unsigned: negative ones too); paging out of order. */
 #define BTDB_ERR_PARAM (-11)
 /* A schedule function was given a NULL record. */
 #define BTDB_ERR_NULL (-12)
-/* The database file could not be opened: its folder is missing, or access is refused. */
+/* The database file could not be opened: its directory is missing, or access is refused. */
 #define BTDB_ERR_OPEN (-20)
 /* CREATE TABLE failed (the table exists already) or DROP TABLE failed (it does not exist). */
 #define BTDB_ERR_TABLE (-21)
 /* Deleting all rows of a table failed (the table does not exist). */
 #define BTDB_ERR_FLUSH (-22)
-/* The INSERT of an add failed (the table does not exist, the disk is full). No row was stored. */
+/* The INSERT of an add failed (the table does not exist, the disk is full, the file is read-only). No row
+ * was stored. */
 #define BTDB_ERR_INSERT (-23)
 /* A read found no row, or a negative value, or could not run (the table does not exist, the file is
  * damaged); or a listing could not run or was stopped by its callback. */
 #define BTDB_ERR_QUERY (-24)
 /* A delete by column could not run. */
 #define BTDB_ERR_DELETE (-27)
-/* An UPDATE could not run, or matched no row. A matched row counts also when no value changed. */
+/* An UPDATE could not run (as above), or matched no row. A matched row counts also when no value changed. */
 #define BTDB_ERR_UPDATE (-28)
 /* The task to remove could not be read: there is none, or the database does not answer. */
 #define BTDB_ERR_NO_TASK (-100)
 
 /* Besides the causes named above, the codes from BTDB_ERR_TABLE to BTDB_ERR_UPDATE also report a file that
- * stayed locked for longer than the call waits, a damaged file, a full disk or memory that ran out. */
+ * stayed locked for longer than the call waits, a damaged file, a full disk or memory that ran out. So
+ * BTDB_ERR_QUERY and BTDB_ERR_UPDATE do not prove that a row is absent. A program that would discard
+ * something because a task is gone reads again first, after a pause, and counts or lists the table: an
+ * answer in which the task does not occur is one, a failed call is none. */
+
+/* ---- Advice to authors of daemons ---------------------------------------------------------------- */
+
+/* Choosing work. Picking a task, entering a process and changing the state are three calls, and picking
+ * claims nothing. Let one process do it, under a lock of its own.
+ *
+ * Several transfers in one process. http_ftp_task_remove() kills the process in task_pid. A daemon that
+ * entered its own would lose all its transfers with the first removed task. It starts an idle child process
+ * for each task, enters the child's number, and stops the transfer when that child dies. The child goes
+ * when its parent does (PR_SET_PDEATHSIG) and resets what it inherited.
+ *
+ * A failed HTTP/FTP task. There is no failed state: a failed task that stays queued would be picked again
+ * at once. Store the error code, then set it paused and queued: it is passed over and shown as failed until
+ * somebody resumes it.
+ *
+ * Writing progress. Write the columns that changed, about once a second for each task, and nothing while
+ * nothing changes: each write is a transaction of its own, and a disk takes some fifty to a thousand of
+ * them a second. Updates of a whole record overwrite what others changed since it was read, as when a user
+ * pauses a task: prefer the updates of one field.
+ *
+ * Waiting. A call can wait for 20 seconds and more (see the conventions). A process that must go on
+ * meanwhile makes its calls in a thread of their own.
+ *
+ * Absence. See above: read again before you act on it.
+ *
+ * The message queue ends the process that it fails. Send from a child process and look at its exit status;
+ * receive in a child process that hands over one message at a time, through a pipe, and takes the next when
+ * that one is handed over, so that its death loses at most one. The queue confirms nothing: the database
+ * is the authority, and a sender repeats its message until it sees the effect.
+ *
+ * Where files must lie for removal to find them. A download is below "/share/", in the directory that the
+ * device's configuration names for its kind, or in the task's move folder once the task is finished
+ * (BitTorrent state 5, HTTP/FTP state 3). Both are relative to "/share/": "Movies", not "/share/Movies",
+ * which stands for "/share/share/Movies". Its name there is task_torrent_name or task_savename.
+ * Fast-resume data lies beside the torrent's data, with ".fastresume" appended. task_filename of a
+ * BitTorrent task is a path of its own, to be given in full, since a relative one is taken from the
+ * directory in which the removing process works; a file with ".db" appended belongs to it. A saved name
+ * should hold no percent sign: "a%41.bin" stands for "aA.bin" as well. */
 
 /* ---- The database file ------------------------------------------------------------------------- */
 
-/* The file that every function opens unless it takes a `file` argument of its own. Its folder must
+/* The file that every function opens unless it takes a `file` argument of its own. Its directory must
  * exist; the file is created empty by the first call, with the mode that the process's umask leaves of
- * 0644. Tables come into being only through the create functions. */
+ * 0644, so that no group can write to it before a chmod. While something is written SQLite keeps a journal
+ * beside it, with the file's mode. Tables are created by the create functions alone.
+ *
+ * A file that the process may only read can be read; adds then fail with BTDB_ERR_INSERT, updates with
+ * BTDB_ERR_UPDATE. A symlink in place of the file is followed. Whoever can write to the directory, or to
+ * the file, decides what callers read, and can keep their calls waiting or running without end: the mode
+ * of the directory protects the store as much as that of the file. */
 #define BTDB_DEFAULT_FILE "/mnt/HDA_ROOT/tq.db"
 
 /* Called once per row of a listing, before the listing function returns, on the caller's thread.
  *
  *   context  the pointer given to the listing function, untouched
  *   columns  the number of columns
- *   values   the row's values as texts, one a column; NULL for an SQL NULL
+ *   values   the row's values as strings, one a column; NULL for an SQL NULL
  *   names    the column names
  *
- * The texts are valid during this call only: copy what is to be kept. Returning 0 goes on; any other
+ * The strings are valid during this call only: copy what is to be kept. Returning 0 goes on; any other
  * value stops the listing, which then returns BTDB_ERR_QUERY (rows already delivered stay delivered).
- * The callback may call functions of this library, also writing ones, but the file is being read while
- * it runs: a write from inside it waits for the listing's own lock and fails after 20 seconds. It must
- * return in the ordinary way: neither an exception nor longjmp may leave it. */
+ * The callback may call functions of this library. But the file is being read while it runs: a write from
+ * inside it waits for the listing's own lock and fails after 20 seconds, or at once where the function does
+ * not wait. It must return in the ordinary way: neither an exception nor longjmp may leave it. */
 typedef int (*TqRowCallback)(void *context, int columns, char **values, char **names);
 
 /* ---- The diagnostic log ------------------------------------------------------------------------- */
@@ -150,9 +217,13 @@ typedef int (*TqRowCallback)(void *context, int columns, char **values, char **n
  *   - Without any setup, messages of all modules up to level 10 go to standard error. Among them are those
  *     that bt_msg_get() writes at level 9 whenever it is called, also when it finds the queue empty: a
  *     daemon that polls its queue sets err_debuglevel to 8 or less, or chooses another destination.
- *   - The library ends the process, through exit(), in these cases and in no other: an err_log() of level
- *     0, which is also how the message queue reports that it cannot be reached, that it is full or that it
- *     refuses a message; and a log file that err_setdest() cannot open.
+ *   - The library ends the process in these cases and in no other: an err_log() of level 0, which is also
+ *     how the message queue reports that it cannot be reached, that it is full or that it refuses a
+ *     message; and a log file that err_setdest() cannot open. It calls exit(): a forked child in which
+ *     that happens runs the handlers that its parent registered with atexit(), and writes once more
+ *     what its parent had not flushed when it forked. Flush before fork().
+ *   - Standard error that is a pipe without a reader, or such a FIFO as log file, raises SIGPIPE, as any
+ *     write to it does. It ends a process that does not ignore or handle the signal.
  *   - None of these functions may be called from a signal handler. */
 
 /* Modules. Each bit but the last has a name that err_setdebugmask() knows: "config" and so on, in lower
@@ -174,7 +245,7 @@ typedef int (*TqRowCallback)(void *context, int columns, char **values, char **n
 /* Destinations. Any other number is none: only fatal messages are then seen, on standard error. */
 #define LOGDEST_STDERR 0  /* standard error, the message alone; the destination at the start */
 #define LOGDEST_SYSLOG 1  /* syslog: facility LOG_DAEMON, priority LOG_NOTICE, with the process id */
-#define LOGDEST_LOGFILE 2 /* a file that is appended to: "2024-05-17 08:30:02: message", in local time */
+#define LOGDEST_LOGFILE 2 /* a file, appended to: "2024-05-17 08:30:02: message", in TZ's local time */
 
 /* The threshold, 10 at the start. Programs read and assign it directly, also while other threads log
  * (then with an atomic store). Below 0 it lets fatal messages and levels as low as itself through. */
@@ -182,12 +253,13 @@ KORVO_BT_API extern int32_t err_debuglevel;
 
 /* Writes a message, or returns at once when it is filtered: that costs a comparison and a bit test.
  *   level    0 ends the process after writing; any other, negative ones too, is compared with the threshold
- *   modules  the message's module bits; of no matter at level 0
+ *   modules  the message's module bits; ignored at level 0
  *   format   printf's, followed by its arguments and checked by the compiler. It ends with "\n": none is
- *            added. What exceeds 1023 bytes is cut off, that "\n" included
+ *            added. It is truncated to 1023 bytes, that "\n" included
  * A fatal message goes to standard error, followed by "Aborting\n", and to syslog or the log file as well
- * when that is the destination. Messages of several threads do not mix. A message that cannot be written is
- * lost without a sign; a mutex that fails leaves its error in errno, and the message is written. */
+ * when that is the destination. Messages of several threads do not mix. A message that cannot be written, as
+ * when the disk is full, is silently lost; a mutex that fails leaves its error in errno, and the message
+ * is written. */
 KORVO_BT_API void err_log(int32_t level, uint32_t modules, const char *format, ...) KORVO_BT_PRINTF(3, 4);
 
 /* Chooses the destination: closes the one in use and opens the new one. The destination in use is left
@@ -195,26 +267,28 @@ KORVO_BT_API void err_log(int32_t level, uint32_t modules, const char *format, .
  *   name         LOGDEST_SYSLOG: the ident, which must stay valid while this is the destination;
  *                LOGDEST_LOGFILE: the file's path, not NULL; else ignored
  *   destination  LOGDEST_*
- * A file that cannot be opened ENDS THE PROCESS with exit status 1, after "Error opening NAME: REASON\n" on
- * standard error. Not to be called while another thread logs. */
+ * A file that cannot be opened, also a FIFO that nobody reads, ENDS THE PROCESS with exit status 1, after
+ * "Error opening NAME: REASON\n" on standard error. A new file has the mode that the umask leaves of 0666;
+ * a symlink is followed. Programs that the process starts do not inherit the file. Not to be called while
+ * another thread logs. */
 KORVO_BT_API void err_setdest(const char *name, int32_t destination);
 
 /* Replaces the mask, in which every bit is set at the start, by ERR_MODULE_SELF and the named modules.
- *   list  module names separated by commas, upper and lower case alike; empty ones are passed over. It is
+ *   list  module names separated by commas, upper and lower case alike; empty ones are skipped. It is
  *         CHANGED: each comma that ends a name becomes a NUL. Not NULL
  * Returns 0, or 1 at the first unknown name: the modules before it are in the mask, those after it are not.
- * Logs each module at level 9 and the mask at level 5, or the unknown name at level 1. No name stands for
- * all modules. Not to be called while another thread logs. */
+ * Logs each module at level 9 and the mask at level 5, or the unknown name at level 1. There is no name
+ * for all modules. Not to be called while another thread logs. */
 KORVO_BT_API int32_t err_setdebugmask(char *list);
 
 /* ---- BitTorrent tasks: the table BT_TASK --------------------------------------------------------- */
 
-/* One row of BT_TASK; fields in column order, widths of texts including the NUL. What the numbers count
- * (bytes, KiB, seconds, permille ...) and the formats of the texts are an agreement between the
- * programs that write and read them; the library stores them unchanged. */
+/* One row of BT_TASK; fields in column order, widths of strings including the NUL. What the numbers count
+ * (bytes, KiB, seconds, percent ...) and the formats of the strings are an agreement between the programs
+ * that write and read them; the library stores them unchanged. */
 typedef struct BtTaskRecord {
     int32_t task_id;                 /*  0 identifier, from 1; assigned by the add, never written by updates */
-    char task_torrent_name[1025];    /*  1 the torrent's name, also that of its data in the download folder */
+    char task_torrent_name[1025];    /*  1 the torrent's name, and that of its data in the download folder */
     char task_filename[1025];        /*  2 path of the task's own file, removed together with the task */
     char task_current_tracker[1023]; /*  3 the tracker in use */
     int32_t task_state;              /*  4 state; the groups that listings tell apart: BT_TASK_FILTER_* */
@@ -228,17 +302,17 @@ typedef struct BtTaskRecord {
     int32_t task_num_peers;          /* 12 number of peers */
     int32_t task_num_seeds;          /* 13 number of seeds */
     int32_t task_block_size;         /* 14 block size */
-    char task_pieces[129];           /* 15 pieces, as text */
+    char task_pieces[129];           /* 15 pieces, as a string */
     int32_t task_num_pieces;         /* 16 number of pieces */
     int32_t task_announce_interval;  /* 17 tracker announce interval */
-    char task_start_time[20];        /* 18 start time; the combined listing sorts by it, as text */
+    char task_start_time[20];        /* 18 start time; the combined listing sorts by it, as a string */
     char task_finish_time[17];       /* 19 finish time */
-    float task_rating;               /* 20 rating; stored with six decimals, read back as a whole number */
+    float task_rating;               /* 20 rating; see bt_db_add_task() */
     char task_time_left[9];          /* 21 time left */
     int32_t task_is_paused;          /* 22 1 paused, 0 not */
     int32_t task_queue_position;     /* 23 place in the queue; the BT listings sort by it */
     char task_move_folder[257];      /* 24 folder that finished data is moved to; empty: none */
-    char task_hash[56];              /* 25 info-hash, as text */
+    char task_hash[56];              /* 25 info-hash, as a string */
     int32_t task_type;               /* 26 type; key of bt_db_query_task_by_task_type() */
     char task_magnet_link[2049];     /* 27 magnet link; empty: none */
     int32_t task_record;             /* 28 marker: 0 after the add, then bt_db_update_recode_by_task_id() */
@@ -261,14 +335,17 @@ KORVO_BT_API int32_t bt_db_flush_tbl_task(void);
 
 /* Deletes every task whose column equals a value.
  *   selector  0 task_id, 1 task_torrent_name, 2 task_filename, 4 task_state, 5 task_progress
- *   value     int32_t for 0, 4 and 5; the text itself for 1 and 2 (compared exactly, case included)
+ *   value     int32_t for 0, 4 and 5; the string itself for 1 and 2 (compared exactly, case included)
  * Rows of other tables that belong to the task stay; bt_task_remove() removes a task as a whole.
  * Returns BTDB_OK, also when no row matched; BTDB_ERR_PARAM for NULL and for any other selector;
  * BTDB_ERR_OPEN; BTDB_ERR_DELETE. */
 KORVO_BT_API int32_t bt_db_del_task(uint32_t selector, const void *value);
 
 /* Adds a task.
- *   record  read except for task_id; its task_record is set to 0, in the caller's record too
+ *   record  read except for task_id; its task_record is set to 0, in the caller's record too and also when
+ *           the add fails. The rating is stored with six decimals, and reads truncate it to a whole number;
+ *           what 32 bits do not hold reads back as another number. One that is infinite or not a number
+ *           is refused: BTDB_ERR_INSERT, by the updates BTDB_ERR_UPDATE
  * Returns the new task's identifier, 1 or more. It is read as the largest in the table on a second
  * connection: when another process adds a task in between, that one's is returned (look the task up by
  * name or hash where this matters). BTDB_ERR_PARAM for NULL; BTDB_ERR_OPEN and BTDB_ERR_INSERT when
@@ -280,7 +357,7 @@ KORVO_BT_API int32_t bt_db_add_task(BtTaskRecord *record);
  *   record  read: torrent name (key), tracker, task_state to task_announce_interval, finish time,
  *           rating, time left, paused, queue position. The file name, start time, move folder, hash,
  *           type, magnet link and marker in the table stay as they are.
- * Finds the rows by a scan of the table; bt_db_update_task_by_hash() does too.
+ * Finds the rows by a full table scan; bt_db_update_task_by_hash() does too.
  * Returns BTDB_OK; BTDB_ERR_UPDATE when no row has that name; BTDB_ERR_PARAM for NULL; BTDB_ERR_OPEN. */
 KORVO_BT_API int32_t bt_db_update_task(const BtTaskRecord *record);
 
@@ -289,7 +366,7 @@ KORVO_BT_API int32_t bt_db_update_task_by_hash(const BtTaskRecord *record);
 
 /* Sets the move folder of one task.
  *   task_id  0 or more
- *   folder   stored whole, whatever its length; a record holds 256 bytes of it
+ *   folder   relative to "/share/"; stored whole, whatever its length; a record holds 256 bytes of it
  * Returns BTDB_OK; BTDB_ERR_UPDATE when there is no such task; BTDB_ERR_PARAM for a NULL folder or a
  * negative identifier; BTDB_ERR_OPEN. */
 KORVO_BT_API int32_t bt_db_update_task_move_folder_by_task_id(int32_t task_id, const char *folder);
@@ -316,18 +393,18 @@ KORVO_BT_API int32_t bt_db_update_recode_by_task_id(int32_t task_id, int32_t mar
  * or a negative identifier, BTDB_ERR_OPEN (the buffer is untouched). */
 KORVO_BT_API int32_t bt_db_query_filename_by_task_id(int32_t task_id, char *buffer);
 
-/* Read one task into a record, by identifier (0 or more) or by an exactly equal text. When several rows
- * match a text, the first that SQLite finds is read. All but the first scan the table.
+/* Read one task into a record, by identifier (0 or more) or by an exactly equal string. When several
+ * rows match, the first that SQLite finds is read. All but the first do a full table scan.
  *   record  filled, every field
- * Return BTDB_OK; BTDB_ERR_QUERY when no row matches; BTDB_ERR_PARAM for a NULL record or text or a
- * negative identifier; BTDB_ERR_OPEN. */
+ * Return BTDB_OK; BTDB_ERR_QUERY when no row matches; BTDB_ERR_PARAM for a NULL record or string or
+ * a negative identifier; BTDB_ERR_OPEN. */
 KORVO_BT_API int32_t bt_db_query_data_by_task_id(int32_t task_id, BtTaskRecord *record);
 KORVO_BT_API int32_t bt_db_query_data_by_task_torrent_name(const char *torrent_name, BtTaskRecord *record);
 KORVO_BT_API int32_t bt_db_query_data_by_task_hash(const char *hash, BtTaskRecord *record);
 KORVO_BT_API int32_t bt_db_query_data_by_task_magnet_link(const char *magnet_link, BtTaskRecord *record);
 
 /* Hands one task to a callback as the 29 columns of BT_TASK, in the order of the record.
- *   callback  may be NULL: the statement runs and nobody is told
+ *   callback  may be NULL: the statement runs and the row is discarded
  *   task_id   0 or more
  * Returns 0, also when there is no such task (the callback is then not called). Unlike the other
  * listings it reports a failed run with SQLite's own positive code: 4 (SQLITE_ABORT) when the callback
@@ -422,9 +499,9 @@ KORVO_BT_API int32_t bt_db_query_session(const char *file, TqRowCallback callbac
 
 /* ---- Both kinds of task in one list -------------------------------------------------------------- */
 
-/* Lists BitTorrent and HTTP/FTP tasks together, by ascending start time compared as text (equal times in
- * no defined order). Paging counts positions in the merged order, so a page can mix both kinds. A page
- * costs as much as the whole list: SQLite merges and sorts both tables before it cuts.
+/* Lists BitTorrent and HTTP/FTP tasks together, by ascending start time compared as strings (equal times
+ * in no defined order). Paging counts positions in the merged order, so a page can mix both kinds. A page
+ * costs as much as the whole list: SQLite merges and sorts both tables before it selects the page.
  *   filter  BT_TASK_FILTER_*. HTTP/FTP tasks go with them like this: RUNNING not paused, running or
  *           queued; FINISHED and STATE_5 finished; ACTIVE running with a download rate above 0;
  *           INACTIVE every task whose download rate is 0, in any state; PAUSED paused, running or queued.
@@ -436,7 +513,7 @@ KORVO_BT_API int32_t bt_db_query_session(const char *file, TqRowCallback callbac
  *      1 task_id                 7 task_total_wanted_done       12 task_is_paused
  *      2 task_torrent_name         (task_total_downloaded)      13 task_queue_position
  *        (task_filename)         8 task_total_wanted            14 0 (task_errcode)
- *      3 task_state                (task_total_size)            15 the text bt (http)
+ *      3 task_state                (task_total_size)            15 the string bt (http)
  *      4 task_download_rate      9 task_progress
  *      5 task_upload_rate (0)   10 task_finish_time
  *
@@ -458,7 +535,7 @@ KORVO_BT_API int32_t tq_db_query_task(const char *file, TqRowCallback callback, 
 #define HTTP_FTP_TASK_TYPE_NORMAL 0
 #define HTTP_FTP_TASK_TYPE_RAPIDSHARE 1
 
-/* One row of HTTP_FTP_TASK; fields in column order, widths of texts including the NUL. The password is
+/* One row of HTTP_FTP_TASK; fields in column order, widths of strings including the NUL. The password is
  * kept as plain text. Units and formats are an agreement between the programs. */
 typedef struct HttpFtpTaskRecord {
     int32_t task_id;               /*  0 identifier, from 1; assigned by the add, never written by updates */
@@ -469,7 +546,7 @@ typedef struct HttpFtpTaskRecord {
     int64_t task_total_size;       /*  5 total size */
     int64_t task_total_downloaded; /*  6 amount downloaded */
     int32_t task_download_rate;    /*  7 current download rate */
-    char task_start_time[20];      /*  8 start time; the combined listing sorts by it, as text */
+    char task_start_time[20];      /*  8 start time; the combined listing sorts by it, as a string */
     char task_finish_time[20];     /*  9 finish time */
     char task_time_left[9];        /* 10 time left */
     int32_t task_is_paused;        /* 11 1 paused, 0 not; apart from the state */
@@ -483,26 +560,26 @@ typedef struct HttpFtpTaskRecord {
 } HttpFtpTaskRecord;
 
 /* Field codes: a column's position, for http_ftp_db_del_task() and the two field updates. The value is
- * an int32_t, an int64_t where marked so, or a text. Below: D served by the delete, I by the update by
+ * an int32_t, an int64_t where marked so, or a string. Below: D accepted by the delete, I by the update by
  * identifier, P by the update by process id. */
 #define HTTP_FTP_TASK_FIELD_ID 0               /* D   */
 #define HTTP_FTP_TASK_FIELD_PID 1              /* DI  */
-#define HTTP_FTP_TASK_FIELD_FILENAME 2         /* DIP text */
+#define HTTP_FTP_TASK_FIELD_FILENAME 2         /* DIP string */
 #define HTTP_FTP_TASK_FIELD_STATE 3            /* DIP */
 #define HTTP_FTP_TASK_FIELD_PROGRESS 4         /* DIP */
 #define HTTP_FTP_TASK_FIELD_TOTAL_SIZE 5       /*  IP int64_t */
 #define HTTP_FTP_TASK_FIELD_TOTAL_DOWNLOADED 6 /*  IP int64_t */
 #define HTTP_FTP_TASK_FIELD_DOWNLOAD_RATE 7    /*  IP int64_t, although the record holds 32 bits of it */
-#define HTTP_FTP_TASK_FIELD_START_TIME 8       /*  IP text */
-#define HTTP_FTP_TASK_FIELD_FINISH_TIME 9      /*  IP text */
-#define HTTP_FTP_TASK_FIELD_TIME_LEFT 10       /*  IP text */
+#define HTTP_FTP_TASK_FIELD_START_TIME 8       /*  IP string */
+#define HTTP_FTP_TASK_FIELD_FINISH_TIME 9      /*  IP string */
+#define HTTP_FTP_TASK_FIELD_TIME_LEFT 10       /*  IP string */
 #define HTTP_FTP_TASK_FIELD_IS_PAUSED 11       /*  IP */
 #define HTTP_FTP_TASK_FIELD_TYPE 12            /* set by the add alone */
 #define HTTP_FTP_TASK_FIELD_USERNAME 13        /* set by the add alone */
 #define HTTP_FTP_TASK_FIELD_PASSWORD 14        /* set by the add alone */
 #define HTTP_FTP_TASK_FIELD_ERRCODE 15         /*  IP */
-#define HTTP_FTP_TASK_FIELD_MOVE_FOLDER 16     /*  IP text */
-#define HTTP_FTP_TASK_FIELD_SAVENAME 17        /*  IP text */
+#define HTTP_FTP_TASK_FIELD_MOVE_FOLDER 16     /*  IP string */
+#define HTTP_FTP_TASK_FIELD_SAVENAME 17        /*  IP string */
 #define HTTP_FTP_TASK_FIELD_QUEUE_POSITION 18  /*  IP */
 
 /* Creates HTTP_FTP_TASK and its indexes; see bt_db_create_tbl_task() for the four names it shares.
@@ -536,16 +613,16 @@ KORVO_BT_API int32_t http_ftp_db_update_pid_by_task_id(int32_t task_id, int32_t 
 
 /* Sets one column of one task, or of every task that a process works on (0: of every task without one).
  *   field  HTTP_FTP_TASK_FIELD_*, as marked there
- *   value  points to the new value, or is the text; texts are stored whole, whatever their length
+ *   value  points to the new value, or is the string; strings are stored whole, whatever their length
  * Mind the order of the arguments: http_ftp_db_del_task() takes the field first.
  * Returns BTDB_OK; BTDB_ERR_UPDATE when no row matches; BTDB_ERR_PARAM for NULL or a field that is not
- * served; BTDB_ERR_OPEN. */
+ * accepted; BTDB_ERR_OPEN. */
 KORVO_BT_API int32_t http_ftp_db_update_task_field_by_id(int32_t task_id, uint32_t field, const void *value);
 KORVO_BT_API int32_t http_ftp_db_update_task_field_by_pid(int32_t pid, uint32_t field, const void *value);
 
 /* Deletes every task whose column equals a value.
  *   field  HTTP_FTP_TASK_FIELD_ID, _PID, _FILENAME, _STATE or _PROGRESS
- *   value  int32_t; the text itself for _FILENAME
+ *   value  int32_t; the string itself for _FILENAME
  * Returns BTDB_OK, also when no row matched; BTDB_ERR_PARAM for NULL or any other field; BTDB_ERR_OPEN;
  * BTDB_ERR_DELETE. */
 KORVO_BT_API int32_t http_ftp_db_del_task(uint32_t field, const void *value);
@@ -553,7 +630,7 @@ KORVO_BT_API int32_t http_ftp_db_del_task(uint32_t field, const void *value);
 /* Reads the source address of one task.
  *   task_id  0 or more
  *   buffer   1024 bytes are written when there is such a task: at most 1023 of the address, then NULs
- * Returns the length in bytes of the stored address (0 for an empty one; above 1023: it was cut);
+ * Returns the length in bytes of the stored address (0 for an empty one; above 1023: it was truncated);
  * BTDB_ERR_QUERY when there is no such task (buffer[0] is then NUL); BTDB_ERR_PARAM for a NULL buffer or
  * a negative identifier, BTDB_ERR_OPEN (the buffer is untouched). */
 KORVO_BT_API int32_t http_ftp_db_query_filename_by_task_id(int32_t task_id, char *buffer);
@@ -579,11 +656,11 @@ KORVO_BT_API int32_t http_ftp_db_query_latest_task_id(void);
  * ftp_db_ take only tasks whose address begins with http (https too) or ftp, in any letter case;
  * _no_rapidshare only type 0, _only_rapidshare only type 1, _without_pid only those without a process.
  *
- * Picking changes nothing: two processes that ask at once are given the same task. Claim it with
- * http_ftp_db_update_pid_by_task_id() and a state update, and let one process do the picking.
+ * PICKING DOES NOT CLAIM the task: two processes that ask at the same time get the same one, and entering
+ * a process and a state afterwards does not tell them apart. Only one process may pick.
  *
  *   record           filled
- *   exclude_task_id  a task to pass over; 0 or below: none
+ *   exclude_task_id  a task to skip; 0 or below: none
  * Return BTDB_OK; BTDB_ERR_QUERY when there is no such task; BTDB_ERR_PARAM for NULL; BTDB_ERR_OPEN. */
 KORVO_BT_API int32_t http_ftp_db_query_next_queued_task(HttpFtpTaskRecord *record, int32_t exclude_task_id);
 KORVO_BT_API int32_t http_ftp_db_query_next_queued_task_no_rapidshare(HttpFtpTaskRecord *record,
@@ -646,7 +723,7 @@ typedef struct BtFileDataRecord {
     int32_t fdata_task_id;      /* 2 task_id of the BitTorrent task */
     int32_t fdata_checked;      /* 3 checked mark */
     int32_t fdata_file_index;   /* 4 index of the file in the task */
-    char fdata_file_path[4096]; /* 5 path of the file; as long as a path on Linux can be, so none is cut */
+    char fdata_file_path[4096]; /* 5 path of the file; as long as a path on Linux can be */
 } BtFileDataRecord;
 
 /* Creates BT_FDATA and its indexes.
@@ -669,11 +746,11 @@ KORVO_BT_API int32_t bt_fdata_add(const BtFileDataRecord *record);
 /* Deletes every row whose column equals a value. Does not wait: a locked file is BTDB_ERR_DELETE at once.
  *   selector  0 fdata_id, 1 fdata_command, 2 fdata_task_id, 3 fdata_checked, 4 fdata_file_index,
  *             5 fdata_file_path
- *   value     int32_t; the text itself for 5
+ *   value     int32_t; the string itself for 5
  * Returns BTDB_OK, also when no row matched; BTDB_ERR_PARAM; BTDB_ERR_OPEN; BTDB_ERR_DELETE. */
 KORVO_BT_API int32_t bt_fdata_del(uint32_t selector, const void *value);
 
-/* Counts the rows that have both this command and this task; no value stands for "any".
+/* Counts the rows that have both this command and this task; there is no wildcard.
  *   command, task_id  0 or more
  * Returns the count; BTDB_ERR_PARAM when either is negative; BTDB_ERR_QUERY; BTDB_ERR_OPEN. */
 KORVO_BT_API int32_t bt_fdata_query_count(int32_t command, int32_t task_id);
@@ -698,10 +775,10 @@ KORVO_BT_API int32_t bt_fdata_update_checked_by_task_id_and_file_index(int32_t t
  * Returns BTDB_OK; BTDB_ERR_UPDATE when no row matches; BTDB_ERR_PARAM for NULL; BTDB_ERR_OPEN. */
 KORVO_BT_API int32_t bt_fdata_upload(const BtFileDataRecord *record);
 
-/* ---- Facts of a torrent: the table BT_INFODATA ---------------------------------------------------- */
+/* ---- Metadata of a torrent: the table BT_INFODATA ------------------------------------------------- */
 
-/* One row of BT_INFODATA; fields in column order, widths of texts including the NUL. Processes hand a
- * torrent's facts to one another through these rows, keyed by command, task and sender. */
+/* One row of BT_INFODATA; fields in column order, widths of strings including the NUL. Processes hand a
+ * torrent's metadata to one another through these rows, keyed by command, task and sender. */
 typedef struct BtInfoDataRecord {
     int32_t infodata_id;             /*  0 identifier, assigned by the add; read by no function */
     int32_t infodata_command;        /*  1 command code */
@@ -713,9 +790,9 @@ typedef struct BtInfoDataRecord {
     char infodata_creator[126];      /*  7 creator */
     int32_t infodata_piece_length;   /*  8 piece length */
     int32_t infodata_num_pieces;     /*  9 number of pieces */
-    char infodata_infohash[57];      /* 10 info-hash, as text */
+    char infodata_infohash[57];      /* 10 info-hash, as a string */
     char infodata_trackers[1025];    /* 11 trackers */
-    char infodata_error[513];        /* 12 error text */
+    char infodata_error[513];        /* 12 error message */
     char infodata_next_announce[18]; /* 13 next announce */
     int32_t infodata_active_time;    /* 14 active time */
     int32_t infodata_seeding_time;   /* 15 seeding time */
@@ -749,7 +826,7 @@ KORVO_BT_API int32_t bt_infodata_del(uint32_t selector, const void *value);
  * Returns BTDB_OK, also when no row matched; BTDB_ERR_PARAM; BTDB_ERR_OPEN; BTDB_ERR_DELETE. */
 KORVO_BT_API int32_t bt_infodata_del_by_task_id_and_pid(int32_t task_id, int32_t sender_pid);
 
-/* Counts the rows that have this command, this task and this sender; no value stands for "any".
+/* Counts the rows that have this command, this task and this sender; there is no wildcard.
  *   command, task_id  0 or more
  *   sender_pid        any value, matched as it is
  * Returns the count; BTDB_ERR_PARAM; BTDB_ERR_QUERY; BTDB_ERR_OPEN. */
@@ -770,7 +847,7 @@ KORVO_BT_API int32_t bt_infodata_update(const BtInfoDataRecord *record);
 
 /* ---- RSS feed items: the table BT_RSS ------------------------------------------------------------- */
 
-/* One row of BT_RSS; fields in column order, widths of texts including the NUL. */
+/* One row of BT_RSS; fields in column order, widths of strings including the NUL. */
 typedef struct BtRssRecord {
     int32_t rss_id;               /* 0 identifier, from 1; assigned by the add */
     char rss_url[1025];           /* 1 address of the item's feed */
@@ -810,14 +887,14 @@ KORVO_BT_API int32_t bt_rss_query_latest_id(void);
 KORVO_BT_API int32_t bt_rss_query_data_by_id(int32_t rss_id, BtRssRecord *record);
 
 /* Sets one column of one item.
- *   field  4 rss_keyword, 5 rss_user_def_title (texts), 6 rss_downloaded (int32_t)
+ *   field  4 rss_keyword, 5 rss_user_def_title (strings), 6 rss_downloaded (int32_t)
  * Returns BTDB_OK; BTDB_ERR_UPDATE when there is no such item; BTDB_ERR_PARAM for a NULL value or any
  * other field; BTDB_ERR_OPEN. */
 KORVO_BT_API int32_t bt_rss_update_field_by_id(int32_t rss_id, uint32_t field, const void *value);
 
 /* Deletes every item whose column equals a value.
  *   selector  0 rss_id, 1 rss_url, 4 rss_keyword, 5 rss_user_def_title, 6 rss_downloaded
- *   value     int32_t for 0 and 6; the text itself for the others
+ *   value     int32_t for 0 and 6; the string itself for the others
  * Returns BTDB_OK, also when no row matched; BTDB_ERR_PARAM; BTDB_ERR_OPEN; BTDB_ERR_DELETE. */
 KORVO_BT_API int32_t bt_rss_del(uint32_t selector, const void *value);
 
@@ -843,7 +920,7 @@ KORVO_BT_API int32_t bt_rss_query(const char *file, TqRowCallback callback, int3
 
 /* ---- RSS download jobs: the table BT_RSS_JOB ------------------------------------------------------ */
 
-/* One row of BT_RSS_JOB; fields in column order, widths of texts including the NUL. The library stores
+/* One row of BT_RSS_JOB; fields in column order, widths of strings including the NUL. The library stores
  * filters and does not apply them. */
 typedef struct BtRssJobRecord {
     int32_t rss_job_id;                 /* 0 identifier, from 1; assigned by the add */
@@ -884,14 +961,14 @@ KORVO_BT_API int32_t bt_rss_job_query_latest_id(void);
 KORVO_BT_API int32_t bt_rss_job_query_data_by_id(int32_t job_id, BtRssJobRecord *record);
 
 /* Sets one column of one job.
- *   field  1 to 9, the column's position; 5 to 8 take an int32_t, the others a text
+ *   field  1 to 9, the column's position; 5 to 8 take an int32_t, the others a string
  * Returns BTDB_OK; BTDB_ERR_UPDATE when there is no such job; BTDB_ERR_PARAM for a NULL value or any
  * other field; BTDB_ERR_OPEN. */
 KORVO_BT_API int32_t bt_rss_job_update_field_by_id(int32_t job_id, uint32_t field, const void *value);
 
 /* Deletes every job whose column equals a value.
  *   selector  0 rss_job_id, 1 rss_job_name, 4 rss_job_url_applied
- *   value     int32_t for 0; the text itself for the others
+ *   value     int32_t for 0; the string itself for the others
  * Returns BTDB_OK, also when no row matched; BTDB_ERR_PARAM; BTDB_ERR_OPEN; BTDB_ERR_DELETE. */
 KORVO_BT_API int32_t bt_rss_job_del(uint32_t selector, const void *value);
 
@@ -904,8 +981,8 @@ KORVO_BT_API int32_t bt_rss_job_query(const char *file, TqRowCallback callback, 
 
 /* ---- Host accounts: the table BT_ACCOUNT ---------------------------------------------------------- */
 
-/* One row of BT_ACCOUNT; fields in column order, widths of texts including the NUL. A host may have any
- * number of accounts. Passwords are kept as plain text; every read and listing hands them out so. */
+/* One row of BT_ACCOUNT; fields in column order, widths of strings including the NUL. A host may have any
+ * number of accounts. Passwords are kept as plain text; reads and listings return them so. */
 typedef struct BtAccountRecord {
     int32_t account_id;     /* 0 identifier, from 1; assigned by the add; not read by the update */
     char account_host[513]; /* 1 host */
@@ -946,7 +1023,7 @@ KORVO_BT_API int32_t bt_account_query_data_by_id(int32_t account_id, BtAccountRe
 /* Deletes every account whose column equals a value. Does not wait: a locked file is BTDB_ERR_DELETE at
  * once.
  *   selector  0 account_id, 1 account_host, 2 account_enable
- *   value     int32_t for 0 and 2; the text itself for 1
+ *   value     int32_t for 0 and 2; the string itself for 1
  * Returns BTDB_OK, also when no row matched; BTDB_ERR_PARAM; BTDB_ERR_OPEN; BTDB_ERR_DELETE. */
 KORVO_BT_API int32_t bt_account_del(uint32_t selector, const void *value);
 
@@ -964,23 +1041,23 @@ KORVO_BT_API int32_t bt_account_query_all(const char *file, TqRowCallback callba
 /* ---- The message queue to the BitTorrent daemon --------------------------------------------------- */
 
 /* Programs that control downloads hand commands and configuration messages to the daemon through one
- * System V message queue, which every call looks up anew. Nothing here waits. Messages arrive in the order
+ * System V message queue, which every call looks up again. Nothing here waits. Messages arrive in the order
  * in which they were sent, whatever their type, each at one receiver; the queue outlives all processes,
  * with what waits in it, until bt_msg_clean() or a restart of the system.
  *
  * What a daemon's author must know:
  *   - Failures END THE PROCESS with exit status 1, after a fatal message in the diagnostic log: a queue that
  *     cannot be reached (access refused, none left in the system), a send into a FULL queue, a type below 1,
- *     a receive that fails, for example because the queue is removed in that moment. A sender that must
- *     survive does its sending in a child process.
+ *     a receive that fails, for example because the queue is removed in that moment. A program that must
+ *     survive sends and receives in child processes: see the advice above.
  *   - The queue is full when the bytes that wait would exceed its limit: 819 messages with Linux's usual
  *     limit of 16384 bytes (kernel.msgmnb).
- *   - Whoever comes first makes the queue: a sender with mode 0666, a receiver with mode 0777 (the umask has
- *     no say). A receiver asks for all of 0777, which a queue of mode 0666 refuses to everybody but
- *     processes with the capability CAP_IPC_OWNER, as root has: ITS OWN MAKER IS REFUSED TOO, and ended. So a
- *     daemon that does not run as root calls bt_msg_get() at its start, before any sender can be first; where
- *     a sender was, remove the queue. With either mode every user of the system may send, and read what
- *     waits: no secrets.
+ *   - Whoever comes first creates the queue: a sender with mode 0666, a receiver with mode 0777 (the umask
+ *     is ignored). A receiver asks for all of 0777, which a queue of mode 0666 refuses to everybody but
+ *     processes with the capability CAP_IPC_OWNER, as root has: ITS OWN CREATOR IS REFUSED TOO, and ended.
+ *     So a daemon that does not run as root calls bt_msg_get() at its start, before any sender can be first;
+ *     where a sender was, remove the queue. With either mode every user of the system may send, and read
+ *     and remove what waits: messages are not authenticated and hold no secrets.
  *   - bt_msg_get() logs at level 9 on every call; see err_debuglevel. */
 
 /* The queue's System V key, as it stands. */
@@ -1001,7 +1078,7 @@ typedef struct BtMessage {
     int32_t param5; /* fifth parameter */
 } BtMessage;
 
-/* Sends a command. Makes the queue when there is none.
+/* Sends a command. Creates the queue when there is none.
  *   param2  0 or more
  *   others  any value
  * Returns 0; -1 for a negative param2, with the queue untouched. Any other failure ends the process. */
@@ -1016,17 +1093,18 @@ KORVO_BT_API int32_t bt_msg_send_config(int32_t param1, int32_t param2);
 KORVO_BT_API int32_t __bt_msg_send(int32_t mtype, int32_t param1, int32_t param2, int32_t param3, int32_t param4,
                                    int32_t param5);
 
-/* Takes the oldest message, of any type, off the queue. Makes the queue when there is none.
- *   record  filled when there is a message; another program's longer message is cut to 20 bytes of
- *           parameters, a shorter one fills only those that it has
+/* Takes the oldest message, of any type, off the queue. Creates the queue when there is none.
+ *   record  filled when there is a message; another program's longer message is truncated to 20 bytes of
+ *           parameters, a shorter one fills only those that it has, and one whose type 32 bits do not hold
+ *           is discarded and the next one taken
  * Returns the message's type; 0 when none waits (the record is then untouched); -1 for NULL, with the queue
  * untouched. Any other failure ends the process. */
 KORVO_BT_API int32_t bt_msg_get(BtMessage *record);
 
 /* Removes the queue with all that waits in it. Not to be called while another program sends or receives:
  * the removal in the middle of its call would end it.
- * Returns 0, also when there is no queue; -1 when it cannot be removed: only its owner, its maker and root
- * may. */
+ * Returns 0, also when there is no queue; -1 when it cannot be removed: only its owner, its creator and
+ * root may. */
 KORVO_BT_API int32_t bt_msg_clean(void);
 
 /* ---- Removing a task ------------------------------------------------------------------------------ */
@@ -1066,9 +1144,9 @@ KORVO_BT_API int32_t http_ftp_task_remove(int32_t task_id, int32_t remove_data);
 /* Format a time as local time.
  *   time    seconds since 1970-01-01 00:00:00 UTC
  *   format  as for strftime(), not NULL
- * Return a text of up to 31 characters; the empty text when it would be longer or the time cannot be
- * converted. The text is in a buffer of the function's own, one each, which the next call overwrites:
- * copy it before. Not for several threads at once. */
+ * Return a string of up to 31 characters; the empty string when it would be longer or the time cannot be
+ * converted. It is in a buffer of the function's own, one each, which the next call overwrites: copy it
+ * before. Not for several threads at once. */
 KORVO_BT_API char *bt_task_fmttime(int32_t time, const char *format);
 KORVO_BT_API char *http_ftp_task_fmttime(int32_t time, const char *format);
 
@@ -1113,8 +1191,8 @@ KORVO_BT_API int32_t get_tqv3_notification(NotificationRecord *record);
 KORVO_BT_API int32_t set_tqv3_notification(const NotificationRecord *record);
 
 /* Sends a message as an alert mail from this server, if the e-mail switch is on, and appends a line to
- * "/tmp/tqv3.log" that tells the result, the server's name and the message as it stands. The line is
- * left out when that file is a link, has a second name or is no ordinary file. Waits until the mail
+ * "/tmp/tqv3.log" with the result, the server's name and the message unchanged. The line is left
+ * out when that file is a symlink, has a second hard link or is not a regular file. Waits until the mail
  * system has taken the mail or refused it.
  * Returns 0 while the switch is off, and nothing happens; else what the device's alert service returned,
  * 0 for success; BTDB_ERR_PARAM for NULL. */
@@ -1122,7 +1200,7 @@ KORVO_BT_API int32_t tqv3_notification_send(const char *message);
 
 /* ---- URL encoding --------------------------------------------------------------------------------- */
 
-/* Writes a text with every blank as "%20"; all other bytes stay as they are.
+/* Writes a string with every space as "%20"; all other bytes stay as they are.
  *   destination  up to three times the length of the source and a NUL are written; must not overlap it
  *   source       not NULL */
 KORVO_BT_API void omra_url_encode(char *destination, const char *source);

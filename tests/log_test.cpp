@@ -9,6 +9,7 @@
 #include <atomic>
 #include <cerrno>
 #include <climits>
+#include <csignal>
 #include <cstdarg>
 #include <cstdlib>
 #include <ctime>
@@ -311,6 +312,22 @@ TEST_F(LogTest, WritesAlsoWhenItsMutexFails) {
             EXPECT_EQ(error, EPERM);
         });
     }
+}
+
+TEST_F(LogTest, RaisesSigpipeLikeAnyWriter) {
+    const auto log_to_nobody = [] {
+        int ends[2];
+        EXPECT_EQ(pipe(ends), 0);
+        close(ends[0]);
+        dup2(ends[1], STDERR_FILENO);
+        err_log(1, 1, "lost\n");
+    };
+    EXPECT_EQ(in_child(log_to_nobody).status, 128 + SIGPIPE);
+    const auto log_on = [&] {
+        signal(SIGPIPE, SIG_IGN);
+        log_to_nobody();
+    };
+    EXPECT_EQ(in_child(log_on).status, 0);
 }
 
 } // namespace

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <fcntl.h>
 #include <limits>
+#include <thread>
 #include <unistd.h>
 
 using namespace test;
@@ -131,4 +132,44 @@ TEST_P(Files, WaitForALockUpToTwentySecondsOrNotAtAll) {
         EXPECT_EQ(waited, !operation.waits ? 0 : held == for_ever ? waits * limit : held == 1 ? 1000 : limit);
         tally(operation.waits ? "calls that waited for a lock" : "calls that failed at once on a lock");
     }
+}
+
+// Reading the schema is a step of its own, before the statement.
+TEST_F(StoreTest, WaitsForTheLockOfEachStep) {
+    constexpr long long limit = 20'000'000;
+    BtTaskRecord task = {};
+    bt_db_create_tbl_task();
+    EXPECT_EQ(bt_db_add_task(&task), 1);
+    long long waited = 0;
+    {
+        Connection other;
+        other.rows("BEGIN EXCLUSIVE");
+        disk::instead_of_waiting([&](long long microseconds) {
+            waited = microseconds;
+            if (waited == limit) {
+                other.rows("COMMIT; BEGIN IMMEDIATE");
+            } else if (waited == 2 * limit) {
+                other.rows("COMMIT");
+            }
+        });
+        EXPECT_EQ(bt_db_update_all_task_rate_to_zero(), BTDB_OK);
+    }
+    EXPECT_EQ(waited, 2 * limit);
+
+    waited = 0;
+    disk::instead_of_waiting([&](long long microseconds) { waited = microseconds; });
+    const auto write = [](void *time, int, char **, char **) {
+        std::thread([time] { // where the calls count as the library's own
+            EXPECT_EQ(bt_account_remove_tbl(), BTDB_ERR_TABLE);
+            EXPECT_EQ(*static_cast<long long *>(time), 0) << "does not wait";
+            EXPECT_EQ(bt_db_update_all_task_rate_to_zero(), BTDB_ERR_UPDATE);
+        })
+            .join();
+        return 0;
+    };
+    bt_account_create_tbl();
+    EXPECT_EQ(bt_db_query_task(nullptr, write, 0, 0, 0, 0, &waited), BTDB_OK);
+    EXPECT_EQ(waited, limit) << "for its own listing";
+    disk::instead_of_waiting(nullptr);
+    EXPECT_EQ(bt_account_remove_tbl(), BTDB_OK);
 }

@@ -27,8 +27,11 @@ TEST_F(BtTask, KeepsSixDecimalsOfTheRatingAndReadsItAsAWholeNumber) {
         float rating;
         const char *stored;
         float read;
-    } const cases[] = {
-        {2.75F, "2.75", 2.0F}, {-2.75F, "-2.75", -2.0F}, {0.0000014F, "1.0e-06", 0.0F}, {5.0F, "5", 5.0F}};
+    } const cases[] = {{2.75F, "2.75", 2.0F},
+                       {-2.75F, "-2.75", -2.0F},
+                       {0.0000014F, "1.0e-06", 0.0F},
+                       {5.0F, "5", 5.0F},
+                       {4294967296.0F, "4294967296", 0.0F}};
     for (const auto &expected : cases) {
         BtTaskRecord task = {};
         task.task_rating = expected.rating;

@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstring>
 #include <numeric>
+#include <sys/stat.h>
 #include <thread>
 #include <utility>
 
@@ -463,5 +464,30 @@ TEST_P(EveryTable, ListsFromTheFileItIsGiven) {
         list_from(other_file, BTDB_ERR_QUERY, {});
         EXPECT_EQ(Connection(other_file).rows("SELECT * FROM sqlite_master"), Rows()) << "created empty";
         list_from("/mnt/missing/tq.db", BTDB_ERR_OPEN, {});
+    }
+}
+
+// ---- The file
+
+TEST_F(StoreTest, ObeysTheModeOfItsFile) {
+    const auto mode = [] {
+        struct stat status = {};
+        EXPECT_EQ(stat(database, &status), 0);
+        return status.st_mode & 07777U;
+    };
+    for (const mode_t mask : {mode_t{0}, mode_t{07}, mode_t{077}}) {
+        start_afresh();
+        const mode_t before = umask(mask);
+        EXPECT_EQ(bt_db_create_tbl_task(), BTDB_OK);
+        umask(before);
+        EXPECT_EQ(mode(), 0644U & ~mask);
+    }
+    BtTaskRecord task = {};
+    for (const bool writable : {true, false}) {
+        EXPECT_EQ(chmod(database, writable ? 0660 : 0440), 0);
+        EXPECT_EQ(bt_db_add_task(&task), writable ? 1 : BTDB_ERR_INSERT);
+        EXPECT_EQ(bt_db_update_all_task_rate_to_zero(), writable ? BTDB_OK : BTDB_ERR_UPDATE);
+        EXPECT_EQ(bt_db_query_task_count(BT_TASK_FILTER_ALL), 1);
+        EXPECT_EQ(mode(), writable ? 0660U : 0440U);
     }
 }
