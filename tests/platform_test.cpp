@@ -7,16 +7,17 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <fcntl.h>
-#include <functional>
 #include <spawn.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <sys/xattr.h>
 #include <unistd.h>
+#include <utility>
 
 using namespace test;
 namespace fs = std::filesystem;
@@ -26,6 +27,7 @@ namespace fs = std::filesystem;
 static int speed = 1; // of the clock
 static std::string started;
 static mode_t access_at_first, access_at_last;
+static const char *removed_before_lock = nullptr;
 
 static mode_t mode(const char *file) {
     struct stat status {};
@@ -48,6 +50,12 @@ int fchown(int file, uid_t owner, gid_t group) noexcept {
     fstat(file, &status);
     access_at_first |= status.st_mode & 07777U;
     return next(fchown, "fchown")(file, owner, group);
+}
+int flock(int file, int operation) noexcept {
+    if (removed_before_lock != nullptr) {
+        unlink(std::exchange(removed_before_lock, nullptr));
+    }
+    return next(flock, "flock")(file, operation);
 }
 int fsync(int file) {
     access_at_last |= mode("/mnt/HDA_ROOT/korvo.conf.lock");
@@ -76,10 +84,11 @@ protected:
     static void clear() {
         for (const char *file :
              {"/mnt/HDA_ROOT/korvo.conf", "/mnt/HDA_ROOT/korvo.conf.lock", "/mnt/HDA_ROOT/korvo.conf.new",
-              "/mnt/HDA_ROOT/behind.conf", "/tmp/behind.conf", "/tmp/mail"}) {
+              "/mnt/HDA_ROOT/behind.conf", "/mnt/HDA_ROOT/behind.conf.lock", "/tmp/behind.conf", "/tmp/mail"}) {
             fs::remove_all(file);
         }
     }
+    static int shell(const std::string &command) { return std::system(("cd /mnt/HDA_ROOT && " + command).c_str()); }
     static std::time_t seconds() {
         timespec now{};
         clock_gettime(CLOCK_MONOTONIC, &now);
@@ -97,54 +106,44 @@ TEST_F(Platform, AWriteChangesOneValueAndKeepsEverythingElse) {
     write_file(profile, "# the device's settings\n\n[Network]\nname = nas   two\n; a second comment\nlist=a\nlist=b\n"
                         "[BTDownload]\n# where to\nFolder=Download\nempty=\nlong=" +
                             std::string(300, 'x') + " y\n\n# the end\n");
-    chmod(profile, 0640);
+    chmod(profile, 0604);
     EXPECT_EQ(Set_Profile_String("BTDownload", "Folder", "Elsewhere"), 0);
     EXPECT_EQ(Set_Profile_Boolean("BTDownload", "On", 7), 0);
     EXPECT_EQ(Set_Profile_String("New", "key", "value"), 0);
     EXPECT_EQ(content(profile), "# the device's settings\n\n[Network]\nname = nas   two\n; a second comment\nlist = a\n"
                                 "list = b\n[BTDownload]\n# where to\nFolder = Elsewhere\nempty = \nlong = " +
                                     std::string(300, 'x') + " y\nOn = true\n[New]\nkey = value\n\n# the end\n");
-    EXPECT_EQ(mode(profile), 0640U);
+    EXPECT_EQ(mode(profile), 0604U);
     EXPECT_FALSE(fs::exists("/mnt/HDA_ROOT/korvo.conf.new"));
     EXPECT_FALSE(fs::exists("/mnt/HDA_ROOT/korvo.conf.lock"));
 }
 
-// The process's own user may read; a mask limits what a group and named users may do.
-static std::string access_list(std::uint16_t mask) {
-    struct {
-        std::uint32_t version = 2;
+TEST_F(Platform, AWriteNeverWidensTheAccess) {
+    constexpr const char *attribute = "system.posix_acl_access";
+    const struct { // the file's own user may read by name; the group, which the mode shows as reading, may not
+        std::uint32_t version;
         struct {
             std::uint16_t tag, access;
             std::uint32_t id;
         } entries[5];
-    } list = {2, {{1, 6, ~0U}, {2, 6, getuid()}, {4, 0, ~0U}, {16, mask, ~0U}, {32, 0, ~0U}}};
-    return {reinterpret_cast<const char *>(&list), sizeof list};
-}
-
-static std::string stored_list(const char *file) {
-    char list[256];
-    const ssize_t size = getxattr(file, "system.posix_acl_access", list, sizeof list);
-    return {list, static_cast<std::size_t>(std::max<ssize_t>(size, 0))};
-}
-
-TEST_F(Platform, AWriteNeverWidensTheAccess) {
-    const std::string lists[] = {access_list(4), access_list(6)};
+    } list = {2, {{1, 6, ~0U}, {2, 4, getuid()}, {4, 0, ~0U}, {16, 4, ~0U}, {32, 0, ~0U}}};
+    char stored[sizeof list] = "";
     write_file(profile, "[BTDownload]\n");
-    ASSERT_EQ(setxattr(profile, "system.posix_acl_access", lists[0].data(), lists[0].size(), 0), 0) << strerror(errno);
+    ASSERT_EQ(setxattr(profile, attribute, &list, sizeof list, 0), 0) << strerror(errno);
     access_at_first = access_at_last = 0;
+    removed_before_lock = "/mnt/HDA_ROOT/korvo.conf.lock"; // by the writer before
     EXPECT_EQ(Set_Profile_String("BTDownload", "key", "value"), 0);
-    EXPECT_EQ(stored_list(profile), lists[0]);
+    EXPECT_EQ(getxattr(profile, attribute, stored, sizeof stored), static_cast<ssize_t>(sizeof list));
+    EXPECT_EQ(std::memcmp(stored, &list, sizeof list), 0);
     EXPECT_EQ(access_at_first & 077U, 0U);
     EXPECT_EQ(access_at_last, 0200U) << "the lock is for those who may write";
 
     // A directory's default list is for files that are new.
-    ASSERT_EQ(setxattr(folder, "system.posix_acl_default", lists[1].data(), lists[1].size(), 0), 0) << strerror(errno);
-    removexattr(profile, "system.posix_acl_access");
-    chmod(profile, 0660);
+    removexattr(profile, attribute);
+    ASSERT_EQ(setxattr(folder, "system.posix_acl_default", &list, sizeof list, 0), 0) << strerror(errno);
     EXPECT_EQ(Set_Profile_String("BTDownload", "key", "value"), 0);
-    EXPECT_EQ(stored_list(profile), "");
-    EXPECT_EQ(mode(profile), 0660U);
     removexattr(folder, "system.posix_acl_default");
+    EXPECT_EQ(getxattr(profile, attribute, stored, sizeof stored), -1);
 }
 
 TEST_F(Platform, AnyValueComesBackAsItWas) {
@@ -175,29 +174,13 @@ TEST_F(Platform, BooleansAreReadAsPeopleWriteThem) {
     EXPECT_EQ(Get_Profile_Boolean("BTDownload", "missing", 5), 5);
 }
 
-TEST_F(Platform, WhatIsStoredUnderAnyNameIsFoundOrRefused) {
+TEST_F(Platform, ANameThatCannotBeReadBackIsRefused) {
     write_file(profile, "[Network]\nname = nas\n");
-    const std::string names[] = {
-        "a=b",  "#c",    ";c",  "[s",  "s]",   "a\nb", "a\r", " a", "a ",       "",
-        "\xc3", "\"q\"", "k.l", "a'b", "/* c", "a:b",  "\\",  "//", "\xc3\xa4", std::string(3000, 'n')};
-    for (const std::string &name : names) {
-        for (const auto &[section, key] : {std::pair(name, std::string("key")), {"BTDownload", name}}) {
-            const std::string before = content(profile);
-            char text[9] = "";
-            if (Set_Profile_String(section.c_str(), key.c_str(), "value") != 0) {
-                EXPECT_EQ(content(profile), before) << name;
-                continue;
-            }
-            Get_Profile_String(section.c_str(), key.c_str(), "", text, sizeof text);
-            EXPECT_STREQ(text, "value") << section << '/' << key;
-            Get_Profile_String("Network", "name", "", text, sizeof text);
-            EXPECT_STREQ(text, "nas") << section << '/' << key;
-        }
+    for (const char *name : {"a=b", "#c", ";c", "[s", "a\nb", " a", "a ", ""}) {
+        EXPECT_NE(Set_Profile_String("Network", name, "value"), 0) << name;
     }
-    for (const char *key : {"a=b", "#c", "[s", "a\nb", ""}) {
-        EXPECT_NE(Set_Profile_String("BTDownload", key, "value"), 0) << key;
-    }
-    EXPECT_EQ(Set_Profile_String("BTDownload", "a'b: c", "value"), 0);
+    EXPECT_NE(Set_Profile_String("s]\n[Network", "name", "value"), 0);
+    EXPECT_EQ(content(profile), "[Network]\nname = nas\n");
 }
 
 TEST_F(Platform, AFileThatCannotBeUnderstoodIsNotTheDefaultsAndStaysAsItIs) {
@@ -212,50 +195,41 @@ TEST_F(Platform, AFileThatCannotBeUnderstoodIsNotTheDefaultsAndStaysAsItIs) {
     write_file(profile, "a stray line\n/* note\n[BTDownload]\nkey = value\n");
     EXPECT_EQ(value("key"), "value") << "the rest of the file is good";
     EXPECT_NE(Set_Profile_String("BTDownload", "key", "new"), 0) << "it would lose the stray line";
-    const std::function<void()> plants[] = {[] { fs::create_directory(profile); }, [] { mkfifo(profile, 0666); },
-                                            [] { fs::create_symlink("nowhere", profile); },
-                                            [] { write_file(profile, "["), chmod(profile, 0); }};
-    for (const auto &plant : plants) {
+    for (const char *plant : {"mkdir korvo.conf", "mkfifo korvo.conf", "ln -s nowhere korvo.conf",
+                              "echo [ >korvo.conf; chmod 0 korvo.conf"}) {
         fs::remove_all(profile);
-        plant();
+        EXPECT_EQ(shell(plant), 0);
         EXPECT_EQ(value("key"), "");
         EXPECT_NE(Set_Profile_String("BTDownload", "key", "new"), 0);
     }
 }
 
-TEST_F(Platform, ALinkStaysALinkAndALeftoverIsNoObstacle) {
-    write_file("/mnt/HDA_ROOT/behind.conf", "[BTDownload]\nkey = value\n");
-    write_file("/mnt/HDA_ROOT/behind.conf.new", "from a writer that was killed");
-    fs::create_symlink("behind.conf", profile);
-    EXPECT_EQ(Set_Profile_String("BTDownload", "key", "new"), 0);
-    EXPECT_TRUE(fs::is_symlink(profile));
-    EXPECT_EQ(content("/mnt/HDA_ROOT/behind.conf"), "[BTDownload]\nkey = new\n");
-}
-
 TEST_F(Platform, AWriterWaitsForTheOneBeforeButNotForEver) {
-    ASSERT_EQ(Set_Profile_String("BTDownload", "key", "old"), 0);
     const int lock = open("/mnt/HDA_ROOT/korvo.conf.lock", O_RDONLY | O_CREAT | O_CLOEXEC, 0600);
     ASSERT_EQ(flock(lock, LOCK_EX), 0);
     speed = 50;
     const std::time_t start = seconds();
     EXPECT_NE(Set_Profile_String("BTDownload", "key", "new"), 0);
     EXPECT_GE(seconds() - start, 20);
-    EXPECT_EQ(value("key"), "old");
-    close(lock); // and leave it behind, as a writer that is killed
+    EXPECT_FALSE(fs::exists(profile));
+
+    // What a writer that was killed leaves is no obstacle, and a symlink stays one.
+    close(lock);
+    write_file("/mnt/HDA_ROOT/behind.conf.new");
+    write_file("/mnt/HDA_ROOT/behind.conf", "[BTDownload]\nkey = old\n");
+    fs::create_symlink("behind.conf", profile);
     EXPECT_EQ(Set_Profile_String("BTDownload", "key", "new"), 0);
+    EXPECT_TRUE(fs::is_symlink(profile));
+    EXPECT_EQ(content("/mnt/HDA_ROOT/behind.conf"), "[BTDownload]\nkey = new\n");
 }
 
 TEST_F(Platform, WritersAtOnceLoseNothingAndReadersSeeNoHalfFile) {
     constexpr int writers = 3, values = 30;
     const auto key = [](int writer, int i) { return std::to_string(writer) + " " + std::to_string(i); };
     ASSERT_EQ(Set_Profile_String("BTDownload", "constant", "there"), 0);
-    int start[2];
-    ASSERT_EQ(pipe(start), 0); // closed when all may begin
     for (int writer = 0; writer < writers; ++writer) {
         if (fork() == 0) {
-            char nothing;
-            close(start[1]);
-            int failed = read(start[0], &nothing, 1) != 0 ? 1 : 0;
+            int failed = 0;
             for (int i = 0; i < values; ++i) {
                 failed += Set_Profile_String("BTDownload", key(writer, i).c_str(), "kept") != 0 ? 1 : 0;
                 failed += value("constant") != "there" ? 1 : 0;
@@ -263,8 +237,6 @@ TEST_F(Platform, WritersAtOnceLoseNothingAndReadersSeeNoHalfFile) {
             _exit(failed);
         }
     }
-    close(start[0]);
-    close(start[1]);
     for (int status = -1; wait(&status) > 0;) {
         EXPECT_EQ(status, 0);
     }
@@ -307,10 +279,12 @@ TEST_F(Platform, MailThatIsNotTakenIsAFailureAndNoSignal) {
     write_file("/tmp/sendmail", "#!/bin/sh\n[ ! -e /proc/$$/fd/77 ]\n");
     EXPECT_EQ(Send_Alert_Mail("nas", std::string(1000000, 'm').c_str(), nullptr), 0) << "it need not read the mail";
     close(77);
+    std::signal(SIGCHLD, SIG_IGN); // as some hosts do
+    EXPECT_EQ(Send_Alert_Mail("nas", "m", nullptr), 0);
 
     write_file("/tmp/sendmail", "#!/bin/sh\necho $$ >/tmp/mail\nsleep 1000 &\nwait\n");
     speed = 50;
-    for (const auto &children : {SIG_DFL, SIG_IGN}) {
+    for (const auto &children : {SIG_IGN, SIG_DFL}) {
         std::signal(SIGCHLD, children);
         const std::time_t start = seconds();
         EXPECT_EQ(Send_Alert_Mail("nas", "m", nullptr), -1);
@@ -321,41 +295,28 @@ TEST_F(Platform, MailThatIsNotTakenIsAFailureAndNoSignal) {
             usleep(1000);
         }
     }
-    std::signal(SIGCHLD, SIG_DFL);
 }
 
 TEST_F(Platform, OnlyWhoMayDoSoAnywayNamesTheMailProgram) {
     install_sendmail();
-    constexpr const char *safe = "/mnt/HDA_ROOT/behind.conf";
-    const std::string list = access_list(6);
-    const std::pair<bool, std::function<void()>> arrangements[] = {
-        {true, [&] {}},
-        {false, [&] { chmod(profile, 0664); }},
-        {false, [&] { chmod(profile, 0646); }},
-        {false, [&] { setxattr(profile, "system.posix_acl_access", list.data(), list.size(), 0); }},
-        {false, [&] { chmod(folder, 0775); }},
-        {false, [&] { chmod("/mnt", 01757); }},
-        {true, [&] { fs::rename(profile, safe), fs::create_symlink("../HDA_ROOT/.//behind.conf", profile); }},
-        {true, [&] { fs::rename(profile, safe), fs::create_symlink(safe, profile); }},
-        {false,
-         [&] {
-             fs::copy_file(profile, "/tmp/behind.conf"), fs::remove(profile),
-                 fs::create_symlink("/tmp/behind.conf", profile);
-         }},
-        {false,
-         [&] {
-             fs::rename(profile, safe), fs::create_symlink(safe, "/tmp/behind.conf"),
-                 fs::create_symlink("/tmp/behind.conf", profile);
-         }},
-        {false, [&] { fs::remove(profile), fs::create_symlink(profile, profile); }},
+    const std::pair<bool, const char *> arrangements[] = {
+        {true, ":"},
+        {false, "chmod 664 korvo.conf"},
+        {false, "chmod 646 korvo.conf"},
+        {false, "chmod 775 ."},
+        {false, "chmod 1757 .."},
+        {true, "mv korvo.conf behind.conf; ln -s ../HDA_ROOT/.//behind.conf korvo.conf"},
+        {true, "mv korvo.conf behind.conf; ln -s $PWD/behind.conf korvo.conf"},
+        {false, "mv korvo.conf /tmp/behind.conf; ln -s /tmp/behind.conf korvo.conf"},
+        {false, "mv korvo.conf behind.conf; ln -s $PWD/behind.conf /tmp; ln -s /tmp/behind.conf korvo.conf"},
+        {false, "rm korvo.conf; ln -s korvo.conf korvo.conf"},
     };
     for (const auto &[obeyed, arrange] : arrangements) {
         clear();
         write_file(profile, "[Alert]\nMail Program = /tmp/sendmail\n");
-        arrange();
+        EXPECT_EQ(shell(arrange), 0);
         EXPECT_EQ(Send_Alert_Mail("nas", "m", nullptr), obeyed ? 0 : -1);
-        EXPECT_EQ(started, obeyed ? "/tmp/sendmail" : "/usr/sbin/sendmail") << &arrange - &arrangements[0].second;
-        chmod(folder, 0755);
-        chmod("/mnt", 0755);
+        EXPECT_EQ(started, obeyed ? "/tmp/sendmail" : "/usr/sbin/sendmail") << arrange;
+        EXPECT_EQ(shell("chmod 755 . .."), 0);
     }
 }
