@@ -4,10 +4,14 @@
  *     feeds ADDRESS TITLE <ITEMS        a line for each item: its title, a TAB, its magnet link
  *
  * A job takes the items with its filter in their title and without its exclusion filter: each becomes a BitTorrent task
- * and is marked as downloaded. Rows are collected first and changed afterwards: a callback that writes would wait for
- * the very listing that calls it.
+ * and is marked as downloaded. Magnet links must name a hash of 40 hexadecimal digits. Rows are collected first and
+ * changed afterwards: a callback that writes would wait for the very listing that calls it.
  */
+#define _POSIX_C_SOURCE 200809L
+#include <ctype.h>
 #include <korvo_bt.h>
+#include <korvo_bt_conventions.h>
+#include <stdbool.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -50,18 +54,38 @@ static int collect(void *context, int columns, char **values, char **names) {
     return search->count == sizeof search->ids / sizeof *search->ids; /* no room: stops the listing, which then fails */
 }
 
+/* The info-hash of a magnet link: a torrent daemon finds and writes its tasks by it. */
+static bool find_hash(const char *link, char hash[41]) {
+    const char *digits = strstr(link, "urn:btih:");
+    size_t i = 0;
+    for (digits = digits != NULL ? digits + 9 : ""; i < 40 && isxdigit((unsigned char)digits[i]); ++i) {
+        hash[i] = (char)tolower((unsigned char)digits[i]);
+    }
+    hash[i] = '\0';
+    return i == 40;
+}
+
 static void take_if_wanted(const BtRssJobRecord *job, const BtRssRecord *item) {
     const char *unwanted = job->rss_job_exclusion_filter;
+    static BtTaskRecord task, known; /* some 6 KB each, all zero */
     if (item->rss_downloaded != 0 || strstr(item->rss_title, job->rss_job_filter) == NULL ||
-        (*unwanted != '\0' && strstr(item->rss_title, unwanted) != NULL)) {
+        (*unwanted != '\0' && strstr(item->rss_title, unwanted) != NULL) ||
+        !find_hash(item->rss_enclosure_url, task.task_hash)) {
         return;
     }
-    static BtTaskRecord task; /* some 6 KB, all zero */
-    PUT(task.task_torrent_name, item->rss_title);
-    PUT(task.task_magnet_link, item->rss_enclosure_url);
-    const int32_t id = good(bt_db_add_task(&task), "add a task");
+    /* The same torrent twice would be one download with two rows. A program that died here leaves its item unmarked. */
+    if (bt_db_query_data_by_task_hash(task.task_hash, &known) != BTDB_OK) {
+        PUT(task.task_torrent_name, item->rss_title);
+        for (char *at = strchr(task.task_torrent_name, '/'); at != NULL; at = strchr(at, '/')) {
+            *at = '_'; /* it names data in a directory */
+        }
+        PUT(task.task_magnet_link, item->rss_enclosure_url);
+        PUT(task.task_start_time, bt_task_fmttime((int32_t)time(NULL), TQ_TIME_FORMAT));
+        task.task_state = TQ_BT_STATE_QUEUED;
+        good(bt_db_add_task(&task), "add a task");
+        printf("%s takes \"%s\"\n", job->rss_job_name, item->rss_title);
+    }
     good(bt_rss_update_field_by_id(item->rss_id, 6, &(int32_t){1}), "mark an item");
-    printf("%s takes \"%s\" as task %d\n", job->rss_job_name, item->rss_title, (int)id);
 }
 
 int main(int argc, char **argv) {
@@ -95,5 +119,6 @@ int main(int argc, char **argv) {
         }
         good(bt_rss_job_update_field_by_id(jobs.ids[j], 7, &(int32_t){(int32_t)time(NULL)}), "note the check");
     }
+    bt_msg_send_command(TQ_COMMAND_LOOK, 0, 0, 0, 0); /* last: a full queue ends the program, and nothing is lost */
     return 0;
 }

@@ -43,30 +43,15 @@ exec 8>/dev/full
 status into 8 msg get
 exec 8>&-
 
-say 'The two ends as programs.'
-"$tqctl" msg clean
-"${tqctl%/*}/messages" serve >served 2>&1 &
-until "$tqctl" msg status >/dev/null 2>&1; do sleep 0.05; done
-example messages config 1 2
-example messages command 7 3 10 20 30
-example messages config 1 -2
-example messages command 1 2 3 4
-example messages command 1 2 3 4 x
-tq msg send-command 0 0 0 0 0
-status wait $!
-cat served
-
 say 'A queue that a sender made: the receiver is refused, with a reason, before the library would end it.'
 tq msg clean
 tq msg send-config 1 2
 "$tqctl" msg status | grep mode
 tq msg get
 tq msg get --follow
-example messages serve
 
 say 'A full queue.'
-while "${tqctl%/*}/messages" config 1 1 2>refusal; do :; done
-cat refusal
+while "$tqctl" msg send-config 1 1 2>/dev/null; do :; done
 tq msg send-config 1 1
 "$tqctl" msg status | grep room
 tq msg clean
