@@ -3,13 +3,9 @@
 #include "next.h"
 #include "support.h"
 
-#include <algorithm>
 #include <atomic>
 
 namespace test {
-
-int longest_wait_ms = 20000;
-void (*before_statement)() = nullptr;
 
 static thread_local Recording *recording = nullptr;
 static std::atomic<int> open_connections = 0;
@@ -32,9 +28,6 @@ public:
     explicit Noted(const std::string &what) {
         if (depth++ == 0 && recording != nullptr) {
             recording->calls.push_back(what);
-            if (what.rfind("run ", 0) == 0 && before_statement != nullptr) {
-                before_statement();
-            }
         }
     }
     Noted(const Noted &) = delete;
@@ -66,7 +59,7 @@ int sqlite3_close(sqlite3 *db) {
 
 int sqlite3_busy_timeout(sqlite3 *db, int ms) {
     const test::Noted call("wait " + std::to_string(ms));
-    return test::next(sqlite3_busy_timeout, "sqlite3_busy_timeout")(db, std::min(ms, test::longest_wait_ms));
+    return test::next(sqlite3_busy_timeout, "sqlite3_busy_timeout")(db, ms);
 }
 
 int sqlite3_exec(sqlite3 *db, const char *sql, sqlite3_callback callback, void *context, char **message) {

@@ -275,8 +275,6 @@ StoreTest::StoreTest() {
 
 StoreTest::~StoreTest() {
     EXPECT_EQ(connections(), 0) << "left open";
-    before_statement = nullptr;
-    longest_wait_ms = 20000;
 }
 
 void fill(const Table &table, int count) {

@@ -137,12 +137,6 @@ public:
 // Connections that the library has open.
 int connections();
 
-// Called before a statement that is noted goes on to SQLite.
-extern void (*before_statement)();
-
-// The longest wait for a lock that SQLite is told of; a test that sits it out makes it short.
-extern int longest_wait_ms;
-
 } // namespace test
 
 #endif

@@ -110,6 +110,7 @@ TEST_P(Files, WaitForALockUpToTwentySecondsOrNotAtAll) {
         SCOPED_TRACE(held);
         start_afresh();
         prepare(*GetParam().table, operation);
+        const Rows before = contents();
         long long waited = 0;
         bool holds = true;
         {
@@ -127,6 +128,8 @@ TEST_P(Files, WaitForALockUpToTwentySecondsOrNotAtAll) {
             EXPECT_EQ(holds, !succeeds);
             disk::instead_of_waiting(nullptr);
         }
+        EXPECT_TRUE(!holds || contents() == before);
+        EXPECT_TRUE(!holds || scratch_is_clean());
         // Creating runs each of its statements, whether or not the one before could run.
         const auto waits = static_cast<long long>(creates(operation) ? operation.statements.size() : 1);
         EXPECT_EQ(waited, !operation.waits ? 0 : held == for_ever ? waits * limit : held == 1 ? 1000 : limit);

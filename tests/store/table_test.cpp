@@ -3,13 +3,10 @@
 #include "support.h"
 
 #include <algorithm>
-#include <atomic>
-#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <numeric>
 #include <sys/stat.h>
-#include <thread>
 #include <utility>
 
 using namespace test;
@@ -91,50 +88,12 @@ TEST_P(EveryOperation, FailsWithOpenWhenTheFolderIsMissing) {
     expect_nothing_done(before);
 }
 
-TEST_P(EveryOperation, FailsWithItsCodeWhenTheFileStaysLocked) {
-    prepare(table, operation);
-    const Rows before = contents();
-    longest_wait_ms = 5;
-    {
-        Connection other;
-        other.rows("BEGIN EXCLUSIVE");
-        EXPECT_EQ(call(operation), failure_of(operation, SQLITE_BUSY));
-    }
-    expect_nothing_done(before);
-}
-
 TEST_P(EveryOperation, FailsWithItsCodeOnADamagedFile) {
     prepare(table, operation);
     sql("PRAGMA writable_schema = 1; DELETE FROM sqlite_master; INSERT INTO sqlite_master (type, name, tbl_name, "
         "rootpage, sql) VALUES ('table', 'broken', 'broken', 2, 'CREATE TABLE broken (')");
     EXPECT_EQ(call(operation), failure_of(operation, SQLITE_CORRUPT));
     EXPECT_TRUE(scratch_is_clean());
-}
-
-static std::atomic<bool> asked;
-
-TEST_P(EveryOperation, WaitsForALockToBeReleased) {
-    if (!operation.waits) {
-        return;
-    }
-    prepare(table, operation);
-    Connection other;
-    other.rows("BEGIN EXCLUSIVE");
-    asked = false;
-    before_statement = [] { asked = true; };
-    std::thread releases([&other] {
-        while (!asked) {
-            std::this_thread::yield();
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-        other.rows("COMMIT");
-    });
-    {
-        Recording recording;
-        EXPECT_EQ(call(operation), operation.success);
-    }
-    asked = true;
-    releases.join();
 }
 
 // ---- Each table
