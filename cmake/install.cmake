@@ -1,4 +1,4 @@
-# `cmake --install`: the libraries and their links, the header, a pkg-config file, a CMake package, the tool.
+# `cmake --install`: the libraries and their symlinks, the header, a pkg-config file, a CMake package, the tool.
 include(CMakePackageConfigHelpers)
 
 set(KORVO_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/korvo_bt)
@@ -12,7 +12,7 @@ endif()
 install(FILES ${PROJECT_SOURCE_DIR}/include/korvo_bt.h ${PROJECT_SOURCE_DIR}/include/korvo_bt_conventions.h
     DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
 
-# The prefix is told from where the file lies, so that `cmake --install --prefix` needs no other file.
+# The prefix is derived from where the file lies, so that `cmake --install --prefix` needs no other file.
 set(KORVO_PC_TO_PREFIX ${CMAKE_INSTALL_PREFIX})
 cmake_path(RELATIVE_PATH KORVO_PC_TO_PREFIX BASE_DIRECTORY ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig)
 cmake_path(APPEND KORVO_PC_LIBDIR "\${prefix}" ${CMAKE_INSTALL_LIBDIR})

@@ -47,7 +47,7 @@ void closelog() {
     show("closelog\n");
 }
 
-static void show_message(int priority, const char *format, std::va_list arguments) {
+[[gnu::format(printf, 2, 0)]] static void show_message(int priority, const char *format, std::va_list arguments) {
     EXPECT_FALSE(in_syslog);
     in_syslog = true;
     char text[2048];
@@ -64,7 +64,7 @@ void syslog(int priority, const char *format, ...) {
 }
 
 // Its name in a hardened library.
-extern "C" void __syslog_chk(int priority, int /*flag*/, const char *format, ...) {
+extern "C" [[gnu::format(printf, 3, 4)]] void __syslog_chk(int priority, int /*flag*/, const char *format, ...) {
     std::va_list arguments;
     va_start(arguments, format);
     show_message(priority, format, arguments);
@@ -209,7 +209,7 @@ TEST_F(LogTest, KeepsItsFileFromChildrenAndFollowsTheTimeZone) {
     EXPECT_EQ(content(file), "1970-01-01 00:00:01: UTC\n1970-01-01 05:00:01: EAST-5\n");
 }
 
-TEST_F(LogTest, CutsLongMessages) {
+TEST_F(LogTest, TruncatesLongMessages) {
     for (const std::size_t length : {1022U, 1023U, 1024U, 5000U}) {
         const std::string text = std::string(length - 1, 'x') + "\n";
         expect_in_child(text.substr(0, 1023), [&] { err_log(1, 1, "%s", text.c_str()); });
