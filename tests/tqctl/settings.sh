@@ -30,17 +30,17 @@ tq notify show
 grep Notification /mnt/HDA_ROOT/korvo.conf
 
 say 'An alert mail goes to sendmail, and is traced.'
-printf '#!/bin/sh\ncat >/tmp/mail\n' >sendmail && chmod +x sendmail
+printf '#!/bin/sh\ncat >/tmp/mail\n' >/tmp/sendmail && chmod +x /tmp/sendmail
 printf '[Alert]\nMail Program = /tmp/sendmail\nMail To = admin\n' >>/mnt/HDA_ROOT/korvo.conf
 tq notify send "It's done: \`id\` \$HOME"
-grep -v '^Subject' mail
+grep -v '^Subject' /tmp/mail
 printf '[Alert]\nMail Program = /tmp/none\n' >/mnt/HDA_ROOT/korvo.conf
 tq notify send lost
 tq notify set --email on
 tq notify send lost
 tq notify set
 tq notify set --email maybe
-sed 's/([^,]*, /(HOST, /' tqv3.log
+sed 's/([^,]*, /(HOST, /' /tmp/tqv3.log
 
 say 'A configuration that cannot be written is told.'
 chmod a-w /mnt/HDA_ROOT
