@@ -76,6 +76,10 @@
  *
  * 12. Running out of memory is an ordinary failure: the function's own code, and nothing changed.
  *
+ * 13. Power failures. A success is on the disk: written and synced. On a file system that delays the
+ *     deletion of a file (the rollback journal), a power failure can undo the last call before it, as a
+ *     whole. No call is ever half done.
+ *
  * Intended, and not to be "repaired" by callers or maintainers: records are plain fixed-width structures
  * whose layout is the same on 32-bit ARM and on 64-bit PCs; statements are built with SQLite's "'%q'"
  * quoting instead of bound parameters; an update that matches no row is reported as BTDB_ERR_UPDATE, like
