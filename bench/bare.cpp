@@ -8,32 +8,36 @@
 
 namespace bench::bare {
 
-static BtTaskRecord bt_task;
+namespace {
 
-static sqlite3 *open_file() {
+BtTaskRecord bt_task;
+
+sqlite3 *open_file() {
     sqlite3 *db = nullptr;
     require(sqlite3_open(BTDB_DEFAULT_FILE, &db) == SQLITE_OK, "open");
     sqlite3_busy_timeout(db, 20000);
     return db;
 }
 
-static void run(const char *sql, const char *what, int (*callback)(void *, int, char **, char **) = nullptr,
-                void *context = nullptr) {
+void run(const char *sql, const char *what, int (*callback)(void *, int, char **, char **) = nullptr,
+         void *context = nullptr) {
     sqlite3 *db = open_file();
     require(sqlite3_exec(db, sql, callback, context, nullptr) == SQLITE_OK, what);
     sqlite3_close(db);
 }
 
-static std::int32_t first_number(const char *sql, const char *what) {
+int32_t first_number(const char *sql, const char *what) {
     sqlite3 *db = open_file();
     sqlite3_stmt *statement = nullptr;
     sqlite3_prepare(db, sql, -1, &statement, nullptr);
     require(sqlite3_step(statement) == SQLITE_ROW, what);
-    const std::int32_t value = sqlite3_column_int(statement, 0);
+    const int32_t value = sqlite3_column_int(statement, 0);
     sqlite3_finalize(statement);
     sqlite3_close(db);
     return value;
 }
+
+} // namespace
 
 void add_bt() {
     const BtTaskRecord &task = some_bt_task();
@@ -122,12 +126,16 @@ void create_and_drop() {
     sqlite3_close(db);
 }
 
-template <std::size_t Width> static void copy_text(char (&field)[Width], sqlite3_stmt *statement, int column) {
+namespace {
+
+template <std::size_t Width> void copy_text(char (&field)[Width], sqlite3_stmt *statement, int column) {
     const void *text = sqlite3_column_text(statement, column);
     const std::size_t length = std::min(static_cast<std::size_t>(sqlite3_column_bytes(statement, column)), Width - 1);
     std::memcpy(field, text, length);
     field[length] = '\0';
 }
+
+} // namespace
 
 void read_bt() {
     char *sql = sqlite3_mprintf("SELECT * FROM BT_TASK WHERE task_id = %ld;", static_cast<long>(some_id));
@@ -135,16 +143,16 @@ void read_bt() {
     sqlite3_stmt *row = nullptr;
     sqlite3_prepare(db, sql, -1, &row, nullptr);
     require(sqlite3_step(row) == SQLITE_ROW, "read_bt");
-    bt_task.task_id = static_cast<std::int32_t>(sqlite3_column_int64(row, 0));
+    bt_task.task_id = static_cast<int32_t>(sqlite3_column_int64(row, 0));
     copy_text(bt_task.task_torrent_name, row, 1);
     copy_text(bt_task.task_filename, row, 2);
     copy_text(bt_task.task_current_tracker, row, 3);
     bt_task.task_state = sqlite3_column_int(row, 4);
     bt_task.task_progress = sqlite3_column_int(row, 5);
-    bt_task.task_total_wanted_done = static_cast<std::int32_t>(sqlite3_column_int64(row, 6));
-    bt_task.task_total_wanted = static_cast<std::int32_t>(sqlite3_column_int64(row, 7));
-    bt_task.task_all_time_download = static_cast<std::int32_t>(sqlite3_column_int64(row, 8));
-    bt_task.task_all_time_upload = static_cast<std::int32_t>(sqlite3_column_int64(row, 9));
+    bt_task.task_total_wanted_done = static_cast<int32_t>(sqlite3_column_int64(row, 6));
+    bt_task.task_total_wanted = static_cast<int32_t>(sqlite3_column_int64(row, 7));
+    bt_task.task_all_time_download = static_cast<int32_t>(sqlite3_column_int64(row, 8));
+    bt_task.task_all_time_upload = static_cast<int32_t>(sqlite3_column_int64(row, 9));
     bt_task.task_download_rate = sqlite3_column_int(row, 10);
     bt_task.task_upload_rate = sqlite3_column_int(row, 11);
     bt_task.task_num_peers = sqlite3_column_int(row, 12);
@@ -185,40 +193,36 @@ void read_filename() {
 }
 
 void count_bt() {
-    char *where = sqlite3_mprintf(
-        "WHERE (task_is_paused = 0) AND (task_state >= %d AND task_state <= %d OR task_state = %d)", 1, 4, 7);
-    char *sql = sqlite3_mprintf("SELECT COUNT(*) FROM BT_TASK %s;", where);
-    require(first_number(sql, "count_bt") > 0, "count_bt");
-    sqlite3_free(sql);
-    sqlite3_free(where);
+    require(first_number("SELECT COUNT(*) FROM BT_TASK WHERE (task_is_paused = 0) AND (task_state >= 1 AND task_state "
+                         "<= 4 OR task_state = 7);",
+                         "count_bt") > 0,
+            "count_bt");
 }
 
-// A listing's text is put together from its fragments, as whoever offers filters and pages has to.
-static int list(const char *statement, const char *order_by, int start, int end, const char *what) {
-    char *where = sqlite3_mprintf("");
-    char *order = sqlite3_mprintf(order_by);
+// A page is the one part of a listing that varies.
+int list(const char *statement, int start, int end, const char *what) {
     char *page =
         start == 0 && end == 0 ? sqlite3_mprintf("") : sqlite3_mprintf("LIMIT %d OFFSET %d", end - start, start);
-    char *sql = sqlite3_mprintf(statement, where, order, page);
+    char *sql = sqlite3_mprintf(statement, page);
     int rows = 0;
     run(sql, what, count_row, &rows);
     sqlite3_free(sql);
     sqlite3_free(page);
-    sqlite3_free(order);
-    sqlite3_free(where);
     return rows;
 }
 
+} // namespace
+
 void page_bt() {
-    require(list("SELECT * FROM BT_TASK %s %s %s;", "ORDER BY task_queue_position", 0, 50, "page_bt") == 50, "page_bt");
+    require(list("SELECT * FROM BT_TASK  ORDER BY task_queue_position %s;", 0, 50, "page_bt") == 50, "page_bt");
 }
 
 void list_bt() {
-    require(list("SELECT * FROM BT_TASK %s %s %s;", "ORDER BY task_queue_position", 0, 0, "list_bt") > 0, "list_bt");
+    require(list("SELECT * FROM BT_TASK  ORDER BY task_queue_position %s;", 0, 0, "list_bt") > 0, "list_bt");
 }
 
 void list_http_ftp() {
-    require(list("SELECT * FROM HTTP_FTP_TASK %s %s %s;", "", 0, 0, "list_http_ftp") > 0, "list_http_ftp");
+    require(list("SELECT * FROM HTTP_FTP_TASK   %s;", 0, 0, "list_http_ftp") > 0, "list_http_ftp");
 }
 
 void page_both() {
@@ -227,8 +231,8 @@ void page_both() {
                  "task_time_left,task_is_paused,task_queue_position, 0,'bt' FROM BT_TASK  \tunion SELECT "
                  "task_start_time,task_id,task_filename,task_state,task_download_rate,0,0,task_total_downloaded,"
                  "task_total_size,task_progress,task_finish_time,\ttask_time_left,task_is_paused, "
-                 "task_queue_position, task_errcode, 'http' FROM HTTP_FTP_TASK %s %s %s",
-                 "ORDER BY task_start_time", 0, 50, "page_both") == 50,
+                 "task_queue_position, task_errcode, 'http' FROM HTTP_FTP_TASK  ORDER BY task_start_time %s",
+                 0, 50, "page_both") == 50,
             "page_both");
 }
 

@@ -12,7 +12,9 @@ struct Table {
     const char *name;
     int32_t (*create)();
 };
-static constexpr Table tables[] = {
+namespace {
+
+constexpr Table tables[] = {
     {"BT_TASK", bt_db_create_tbl_task},       {"HTTP_FTP_TASK", http_ftp_db_create_tbl_task},
     {"BT_SESSION", bt_db_create_tbl_session}, {"BT_FDATA", bt_fdata_create_tbl},
     {"BT_INFODATA", bt_infodata_create_tbl},  {"BT_RSS", bt_rss_create_tbl},
@@ -20,7 +22,7 @@ static constexpr Table tables[] = {
 };
 
 // A column's value in row i: texts of some forty bytes, or what fits a time; numbers that go through states and types.
-static std::string value_of(const std::string &column, const std::string &type) {
+std::string value_of(const std::string &column, const std::string &type) {
     if (type == "TEXT") {
         return column.find("time") != std::string::npos ? "printf('2026/%06d', i * 7919 % 1000003)"
                                                         : "printf('" + column + " %030d', i)";
@@ -31,7 +33,7 @@ static std::string value_of(const std::string &column, const std::string &type) 
     return column == "task_is_paused" ? "i % 10 = 0" : "i % 8";
 }
 
-static std::string filling(sqlite3 *db, const std::string &table, const std::string &rows) {
+std::string filling(sqlite3 *db, const std::string &table, const std::string &rows) {
     std::string columns, values;
     sqlite3_stmt *info = nullptr;
     sqlite3_prepare_v2(db, ("PRAGMA table_info(" + table + ")").c_str(), -1, &info, nullptr);
@@ -47,6 +49,8 @@ static std::string filling(sqlite3 *db, const std::string &table, const std::str
            " UNION ALL SELECT i + 1 FROM row WHERE i <= " + rows + ") SELECT " + values +
            " FROM row WHERE i <= " + rows + ";";
 }
+
+} // namespace
 
 int main(int argc, char **argv) {
     if (argc != 3) {

@@ -6,9 +6,9 @@
 namespace bench {
 
 // What is the library's own in a call: its statement text once more through a function, a record once more copied.
-static constexpr double own = 1.005;
+constexpr double own = 1.005;
 
-static constexpr Work works[] = {
+constexpr Work works[] = {
 #define WORK(name, what, most)                                                                                         \
     { #name, what, most, library::name, bare::name, wrapper::name }
     WORK(add_bt, "add a BT task", own),

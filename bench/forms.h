@@ -30,9 +30,9 @@ std::span<const Work> all_work();
 void require(bool done, const char *what);
 
 // The file has these rows, see fill.cpp.
-constexpr std::int32_t some_id = 150;
+constexpr int32_t some_id = 150;
 extern const char *const some_hash;
-constexpr std::int32_t no_id = 2000000000;
+constexpr int32_t no_id = 2000000000;
 
 // What the adds and updates write.
 BtTaskRecord &some_bt_task();

@@ -4,7 +4,11 @@
 #include <malloc.h>
 
 std::size_t heap_peak = 0;
-static std::size_t held = 0;
+namespace {
+
+std::size_t held = 0;
+
+} // namespace
 
 extern "C" {
 
@@ -13,11 +17,15 @@ void *__libc_calloc(std::size_t count, std::size_t size);
 void *__libc_realloc(void *memory, std::size_t size);
 void __libc_free(void *memory);
 
-static void *taken(void *memory) {
+namespace {
+
+void *taken(void *memory) {
     held += malloc_usable_size(memory);
     heap_peak = held > heap_peak ? held : heap_peak;
     return memory;
 }
+
+} // namespace
 
 void *malloc(std::size_t size) {
     return taken(__libc_malloc(size));

@@ -4,7 +4,11 @@
 
 namespace bench::library {
 
-static BtTaskRecord bt_task;
+namespace {
+
+BtTaskRecord bt_task;
+
+} // namespace
 
 void add_bt() {
     require(bt_db_add_task(&some_bt_task()) > 0, "add_bt");

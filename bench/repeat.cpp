@@ -9,8 +9,10 @@
 #ifdef COUNT_HEAP
 extern std::size_t heap_peak;
 
+namespace {
+
 // In KiB, of this program alone: getrusage() would count what its parent had when it forked.
-static long resident_peak() {
+long resident_peak() {
     long peak = 0;
     char line[128];
     if (std::FILE *status = std::fopen("/proc/self/status", "r")) {
@@ -20,6 +22,8 @@ static long resident_peak() {
     }
     return peak;
 }
+
+} // namespace
 #endif
 
 int main(int argc, char **argv) {

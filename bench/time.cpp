@@ -41,7 +41,7 @@ void compare_forms() {
     }
 }
 
-std::int32_t tasks = 0;
+int32_t tasks = 0;
 std::string last_hash;
 int rows = 0;
 
@@ -78,7 +78,7 @@ void grow() {
     add("update the last by hash", [] { return bt_db_update_task_by_hash(&last) == BTDB_OK; });
     add("set one marker by identifier", [] { return bt_db_update_recode_by_task_id(tasks / 2, 1) == BTDB_OK; });
     add("set an HTTP/FTP rate by identifier", [] {
-        static constexpr std::int64_t rate = 250;
+        static constexpr int64_t rate = 250;
         return http_ftp_db_update_task_field_by_id(tasks / 2, HTTP_FTP_TASK_FIELD_DOWNLOAD_RATE, &rate) == BTDB_OK;
     });
     add("add a BT task", [] { return bt_db_add_task(&bench::some_bt_task()) > 0; });

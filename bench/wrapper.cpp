@@ -7,17 +7,21 @@
 
 namespace bench::wrapper {
 
-static BtTaskRecord bt_task;
+namespace {
 
-static SQLite::Database open_file(int wait = 20000) {
+BtTaskRecord bt_task;
+
+SQLite::Database open_file(int wait = 20000) {
     return SQLite::Database(BTDB_DEFAULT_FILE, SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE, wait);
 }
 
-static int first_number(const char *sql) {
+int first_number(const char *sql) {
     const SQLite::Database db = open_file();
     SQLite::Statement query(db, sql);
     return query.executeStep() ? query.getColumn(0).getInt() : -1;
 }
+
+} // namespace
 
 void add_bt() {
     const BtTaskRecord &task = some_bt_task();
@@ -98,18 +102,22 @@ void create_and_drop() {
     db.exec("CREATE INDEX idx_account_enable ON BT_ACCOUNT(account_enable)");
 }
 
-template <std::size_t Width> static void take(const SQLite::Column &column, char (&field)[Width]) {
+namespace {
+
+template <std::size_t Width> void take(const SQLite::Column &column, char (&field)[Width]) {
     const char *text = column.getText();
     const std::size_t length = std::min(static_cast<std::size_t>(column.getBytes()), Width - 1);
     std::memcpy(field, text, length);
     field[length] = '\0';
 }
-static void take(const SQLite::Column &column, std::int32_t &field) {
+void take(const SQLite::Column &column, int32_t &field) {
     field = column.getInt();
 }
-static void take(const SQLite::Column &column, float &field) {
+void take(const SQLite::Column &column, float &field) {
     field = static_cast<float>(column.getInt());
 }
+
+} // namespace
 
 void read_bt() {
     const SQLite::Database db = open_file();
@@ -144,7 +152,9 @@ void count_bt() {
             "count_bt");
 }
 
-static int list(const char *sql) {
+namespace {
+
+int list(const char *sql) {
     const SQLite::Database db = open_file();
     SQLite::Statement query(db, sql);
     int rows = 0;
@@ -156,6 +166,8 @@ static int list(const char *sql) {
     }
     return rows;
 }
+
+} // namespace
 
 void page_bt() {
     require(list("SELECT * FROM BT_TASK ORDER BY task_queue_position LIMIT 50 OFFSET 0") == 50, "page_bt");

@@ -4,7 +4,9 @@
 #include "exchange.h"
 #include "target.h"
 
-static std::string written(const tqctl::Export &read) {
+namespace {
+
+std::string written(const tqctl::Export &read) {
     std::string text = tqctl::export_start(read.masked);
     bool first_table = true;
     for (const tqctl::ExportedTable &table : read.tables) {
@@ -21,7 +23,9 @@ static std::string written(const tqctl::Export &read) {
     return text + tqctl::export_end();
 }
 
-int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
+} // namespace
+
+int LLVMFuzzerTestOneInput(const uint8_t *data, std::size_t size) {
     try {
         const std::string text = written(tqctl::read_export({reinterpret_cast<const char *>(data), size}));
         KORVO_REQUIRE(written(tqctl::read_export(text)) == text);

@@ -6,7 +6,7 @@
 
 #include <algorithm>
 
-int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
+int LLVMFuzzerTestOneInput(const uint8_t *data, std::size_t size) {
     const std::string bytes(reinterpret_cast<const char *>(data), size);
     for (const std::string &link : {bytes, "magnet:?xt=urn:btih:" + bytes, "magnet:?dn=" + bytes}) {
         const auto [magnet, fault] = tqctl::read_magnet(link);

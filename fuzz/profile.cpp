@@ -5,7 +5,9 @@
 
 #include <fstream>
 
-static std::string read_back(const char *key) {
+namespace {
+
+std::string read_back(const char *key) {
     char buffer[4096];
     std::memset(buffer, 0x5a, sizeof buffer);
     const int length = Get_Profile_String("BTDownload", key, "a default", buffer, sizeof buffer);
@@ -13,7 +15,9 @@ static std::string read_back(const char *key) {
     return buffer;
 }
 
-int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
+} // namespace
+
+int LLVMFuzzerTestOneInput(const uint8_t *data, std::size_t size) {
     fuzz::Input input(data, size);
     const std::string value = input.text(1000);
     std::ofstream("/mnt/HDA_ROOT/korvo.conf", std::ios::binary)

@@ -9,7 +9,11 @@
 #include <filesystem>
 #include <fstream>
 
-static std::string folder;
+namespace {
+
+std::string folder;
+
+} // namespace
 
 int Get_Profile_String(const char * /*section*/, const char * /*key*/, const char * /*text*/, char *buffer, int size) {
     return std::snprintf(buffer, static_cast<std::size_t>(size), "%s", folder.c_str());
@@ -20,15 +24,19 @@ int nanosleep(const timespec * /*time*/, timespec * /*left*/) {
     return 0;
 }
 
-static const char *const bystanders[] = {"/share/x", "/share/Download/x", "/share/Download/inside/x", "/mnt/HDA_ROOT/x",
-                                         "/tmp/x"};
+namespace {
 
-template <std::size_t Width> static void copy(char (&field)[Width], const std::string &text) {
+const char *const bystanders[] = {"/share/x", "/share/Download/x", "/share/Download/inside/x", "/mnt/HDA_ROOT/x",
+                                  "/tmp/x"};
+
+template <std::size_t Width> void copy(char (&field)[Width], const std::string &text) {
     std::memset(field, 0, Width);
     std::memcpy(field, text.data(), text.size() < Width - 1 ? text.size() : Width - 1);
 }
 
-int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
+} // namespace
+
+int LLVMFuzzerTestOneInput(const uint8_t *data, std::size_t size) {
     static const bool prepared = [] {
         bt_db_create_tbl_task();
         http_ftp_db_create_tbl_task();
@@ -48,18 +56,18 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
     folder = "Download/in/" + input.text();
     if (kind % 2 == 0) {
         HttpFtpTaskRecord task = {};
-        task.task_state = static_cast<std::int32_t>(kind / 2 % 4);
+        task.task_state = static_cast<int32_t>(kind / 2 % 4);
         copy(task.task_move_folder, folder);
         kind / 8 % 2 == 0 ? copy(task.task_savename, name) : copy(task.task_filename, "http://host/" + name);
-        const std::int32_t id = http_ftp_db_add_task(&task);
+        const int32_t id = http_ftp_db_add_task(&task);
         KORVO_REQUIRE(http_ftp_task_remove(id, 1) == BTDB_OK);
         KORVO_REQUIRE(http_ftp_db_query_data_by_task_id(id, &task) == BTDB_ERR_QUERY);
     } else {
         BtTaskRecord task = {};
-        task.task_state = static_cast<std::int32_t>(kind / 2 % 8);
+        task.task_state = static_cast<int32_t>(kind / 2 % 8);
         copy(task.task_move_folder, folder);
         copy(task.task_torrent_name, name);
-        const std::int32_t id = bt_db_add_task(&task);
+        const int32_t id = bt_db_add_task(&task);
         KORVO_REQUIRE(bt_task_remove(id, 1) == BTDB_OK);
         KORVO_REQUIRE(bt_db_query_data_by_task_id(id, &task) == BTDB_ERR_QUERY);
     }

@@ -11,11 +11,13 @@
 #include <random>
 #include <set>
 
-static void feed(const std::string &bytes) {
-    LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t *>(bytes.data()), bytes.size());
+namespace {
+
+void feed(const std::string &bytes) {
+    LLVMFuzzerTestOneInput(reinterpret_cast<const uint8_t *>(bytes.data()), bytes.size());
 }
 
-static void vary(std::string &bytes, std::minstd_rand &random) {
+void vary(std::string &bytes, std::minstd_rand &random) {
     const std::size_t at = bytes.empty() ? 0 : random() % bytes.size();
     switch (bytes.empty() ? 0 : random() % 5) {
     case 0:
@@ -34,6 +36,8 @@ static void vary(std::string &bytes, std::minstd_rand &random) {
         bytes.insert(at, bytes.substr(random() % bytes.size(), random() % 64));
     }
 }
+
+} // namespace
 
 int main(int argc, char **argv) {
     if (argc < 3) {

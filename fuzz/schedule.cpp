@@ -6,7 +6,11 @@
 
 #include <algorithm>
 
-static std::string stored;
+namespace {
+
+std::string stored;
+
+} // namespace
 
 // This program's own configuration takes precedence over the platform's.
 int Get_Profile_String(const char * /*section*/, const char * /*key*/, const char * /*text*/, char *buffer, int size) {
@@ -23,7 +27,7 @@ int Set_Profile_Boolean(const char * /*section*/, const char * /*key*/, int /*va
     return 0;
 }
 
-int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
+int LLVMFuzzerTestOneInput(const uint8_t *data, std::size_t size) {
     stored = fuzz::Input(data, size).text();
     ScheduleRecord read, again;
     std::memset(&read, 0xa5, sizeof read);

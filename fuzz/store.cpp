@@ -3,9 +3,10 @@
 #include "support.h"
 #include "target.h"
 
-using namespace test;
+namespace test {
+namespace {
 
-static void open_tables() {
+void open_tables() {
     start_afresh();
     for (const Table &table : tables()) {
         table.create();
@@ -14,7 +15,7 @@ static void open_tables() {
     }
 }
 
-int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
+void check(const uint8_t *data, std::size_t size) {
     static const bool opened = (open_tables(), true);
     KORVO_REQUIRE(opened);
     fuzz::Input input(data, size);
@@ -25,7 +26,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
         if (table.fields[at].kind == Kind::text) {
             record.set(at, input.text());
         } else if (table.fields[at].kind != Kind::whole_float) {
-            record.set(at, static_cast<std::int64_t>(input.byte() << 24U | input.byte()));
+            record.set(at, static_cast<int64_t>(input.byte() << 24U | input.byte()));
         }
     }
     KORVO_REQUIRE(table.add(record.data()) >= 0);
@@ -41,7 +42,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
     for (const Listing &listing : table.listings) {
         KORVO_REQUIRE(listing.call(nullptr, deliver, 0, 0, nullptr) == BTDB_OK);
     }
-    for (const std::uint32_t selector : table.selectors) {
+    for (const uint32_t selector : table.selectors) {
         const bool shared = rows[0][selector] == rows[1][selector];
         if (table.fields[selector].kind == Kind::text && !shared) {
             KORVO_REQUIRE(table.remove(selector, record.field(selector)) == BTDB_OK);
@@ -52,5 +53,12 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
     sql("DELETE FROM " + std::string(table.name) + " WHERE rowid = " + rows[1][0]);
     delivered.clear();
     KORVO_REQUIRE(connections() == 0 && !testing::Test::HasFailure());
+}
+
+} // namespace
+} // namespace test
+
+int LLVMFuzzerTestOneInput(const uint8_t *data, std::size_t size) {
+    test::check(data, size);
     return 0;
 }

@@ -10,7 +10,7 @@
 #include <string>
 #include <string_view>
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size);
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, std::size_t size);
 
 namespace fuzz {
 
@@ -25,7 +25,7 @@ inline void require(bool holds, const char *what) {
 // The bytes as they are consumed.
 class Input {
 public:
-    Input(const std::uint8_t *data, std::size_t size) : rest_(reinterpret_cast<const char *>(data), size) {}
+    Input(const uint8_t *data, std::size_t size) : rest_(reinterpret_cast<const char *>(data), size) {}
     unsigned byte() {
         const unsigned value = rest_.empty() ? 0 : static_cast<unsigned char>(rest_[0]);
         rest_.remove_prefix(rest_.empty() ? 0 : 1);

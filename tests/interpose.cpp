@@ -7,8 +7,12 @@
 
 namespace test {
 
-static thread_local Recording *recording = nullptr;
-static std::atomic<int> open_connections = 0;
+namespace {
+
+thread_local Recording *recording = nullptr;
+std::atomic<int> open_connections = 0;
+
+} // namespace
 
 Recording::Recording() {
     recording = this;
@@ -20,8 +24,10 @@ int connections() {
     return open_connections;
 }
 
+namespace {
+
 // SQLite calls itself by these names too, and the tests have connections of their own; neither is the library's doing.
-static thread_local int depth = 0;
+thread_local int depth = 0;
 
 class Noted {
 public:
@@ -37,9 +43,11 @@ public:
     static bool outermost() { return depth == 1; }
 };
 
-static std::string text(const char *text) {
+std::string text(const char *text) {
     return text != nullptr ? text : "NULL";
 }
+
+} // namespace
 
 } // namespace test
 

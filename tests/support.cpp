@@ -56,7 +56,9 @@ std::string literal(const std::string &text) {
     return quoted + "'";
 }
 
-static std::string joined(const std::vector<std::string> &parts, const char *separator = ", ") {
+namespace {
+
+std::string joined(const std::vector<std::string> &parts, const char *separator = ", ") {
     std::string text;
     for (const std::string &part : parts) {
         text += (text.empty() ? "" : separator) + part;
@@ -64,9 +66,11 @@ static std::string joined(const std::vector<std::string> &parts, const char *sep
     return text;
 }
 
-static std::string row_insertion(const Table &table, const Row &literals) {
+std::string row_insertion(const Table &table, const Row &literals) {
     return "INSERT INTO " + std::string(table.name) + " VALUES (" + joined(literals) + ");";
 }
+
+} // namespace
 
 void insert(const Table &table, const Row &literals) {
     sql(row_insertion(table, literals));
@@ -92,27 +96,29 @@ Rows contents(Connection &connection) {
 
 // ---- Records
 
-static void put_text(void *record, const Field &field, const std::string &text) {
+namespace {
+
+void put_text(void *record, const Field &field, const std::string &text) {
     char *at = static_cast<char *>(record) + field.offset;
     std::memset(at, '\0', field.size);
     std::memcpy(at, text.data(), std::min(text.size(), field.size - 1));
 }
 
 // As much of it as the field holds.
-static void put_number(void *record, const Field &field, std::int64_t number) {
-    const auto low = static_cast<std::int32_t>(number);
+void put_number(void *record, const Field &field, int64_t number) {
+    const auto low = static_cast<int32_t>(number);
     std::memcpy(static_cast<char *>(record) + field.offset,
                 field.kind == Kind::int64 ? static_cast<const void *>(&number) : &low, field.size);
 }
 
-template <class T> static T number_in(const void *record, const Field &field) {
+template <class T> T number_in(const void *record, const Field &field) {
     T number;
     std::memcpy(&number, static_cast<const char *>(record) + field.offset, sizeof number);
     return number;
 }
 
 // As quote() of SQLite shows the stored value.
-static std::string literal_in(const void *record, const Field &field) {
+std::string literal_in(const void *record, const Field &field) {
     const char *at = static_cast<const char *>(record) + field.offset;
     char text[32];
     switch (field.kind) {
@@ -122,22 +128,24 @@ static std::string literal_in(const void *record, const Field &field) {
         std::snprintf(text, sizeof text, "%.15g", static_cast<double>(number_in<float>(record, field)));
         return text;
     case Kind::int32:
-        return std::to_string(number_in<std::int32_t>(record, field));
+        return std::to_string(number_in<int32_t>(record, field));
     case Kind::int64:
         break;
     }
-    return std::to_string(number_in<std::int64_t>(record, field));
+    return std::to_string(number_in<int64_t>(record, field));
 }
 
 // As a statement says it.
-static std::string argument_in(const void *record, const Field &field) {
+std::string argument_in(const void *record, const Field &field) {
     return field.kind == Kind::whole_float ? std::to_string(number_in<float>(record, field))
                                            : literal_in(record, field);
 }
 
-static bool contains(const std::vector<std::string> &columns, const Field &field) {
+bool contains(const std::vector<std::string> &columns, const Field &field) {
     return std::find(columns.begin(), columns.end(), field.column) != columns.end();
 }
+
+} // namespace
 
 std::size_t position_of(const std::vector<Field> &fields, const std::string &column) {
     const auto found = std::find_if(fields.begin(), fields.end(), [&](const auto &at) { return at.column == column; });
@@ -205,7 +213,7 @@ std::string assignments(const std::vector<Field> &fields, const void *record, co
     return joined(parts, ", \t");
 }
 
-static constexpr std::size_t guard = 64;
+constexpr std::size_t guard = 64;
 
 Record::Record(const Table &table) : table_(&table), bytes_(table.record_size + guard, '\xa5') {}
 
@@ -218,7 +226,7 @@ void Record::set(std::size_t position, const std::string &text) {
     put_text(data(), table_->fields[position], text);
 }
 
-void Record::set(std::size_t position, std::int64_t number) {
+void Record::set(std::size_t position, int64_t number) {
     put_number(data(), table_->fields[position], number);
 }
 
@@ -296,14 +304,14 @@ std::vector<Operation> operations(const Table &table) {
     const auto is = [&table](const Record &record, std::size_t position) {
         return table.fields[position].column + (" = " + record.row()[position]);
     };
-    for (const std::uint32_t at : table.selectors) {
+    for (const uint32_t at : table.selectors) {
         all.push_back(deletes(
             {"delete by " + std::to_string(at), [call = table.remove, at, first] { return call(at, first.field(at)); }},
             "DELETE FROM " + name + " WHERE " + is(first, at) + ";", table.drop_and_remove_wait));
     }
     for (const Setter &setter : table.setters) {
         const std::size_t key = position_of(table.fields, setter.key);
-        for (const std::uint32_t at : setter.positions) {
+        for (const uint32_t at : setter.positions) {
             const auto set = [call = setter.call, id = std::stoi(first.row()[key]), at, third] {
                 return call(id, at, third.field(at));
             };
@@ -326,11 +334,11 @@ void prepare(const Table &table, const Operation &operation) {
     }
 }
 
-std::int32_t failure_of(const Operation &operation, int sqlite) {
+int32_t failure_of(const Operation &operation, int sqlite) {
     return operation.failure == sqlite_code ? sqlite : operation.failure;
 }
 
-std::int32_t call(const Operation &operation) {
+int32_t call(const Operation &operation) {
     std::memset(scratch, '\xa5', sizeof scratch);
     delivered.clear();
     return operation.call();

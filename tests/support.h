@@ -71,7 +71,7 @@ public:
     void *data() { return bytes_.data(); }
     const void *field(std::size_t position) const { return bytes_.data() + table_->fields[position].offset; }
     void set(std::size_t position, const std::string &text);
-    void set(std::size_t position, std::int64_t number);
+    void set(std::size_t position, int64_t number);
     void set_float(std::size_t position, float number);
     void copy(const std::string &column, const Record &from);
     // The record as a read gives it back.
@@ -103,10 +103,10 @@ void fill(const Table &table, int count = 2);
 std::vector<Operation> operations(const Table &table);
 bool creates(const Operation &operation);
 void prepare(const Table &table, const Operation &operation);
-std::int32_t failure_of(const Operation &operation, int sqlite);
+int32_t failure_of(const Operation &operation, int sqlite);
 
 // Makes the call with clean places for what it reads and lists.
-std::int32_t call(const Operation &operation);
+int32_t call(const Operation &operation);
 bool scratch_is_clean();
 
 struct OperationOfTable {

@@ -8,14 +8,18 @@ using korvo::Row;
 using korvo::statement;
 using korvo::statement_of;
 
+namespace {
+
 // The walk over BT_ACCOUNT's columns, in table order.
-static void read_columns(Row &row, BtAccountRecord &account) {
+void read_columns(Row &row, BtAccountRecord &account) {
     row.low_int32(account.account_id)
         .text(account.account_host)
         .int32(account.account_enable)
         .text(account.account_user)
         .text(account.account_pass);
 }
+
+} // namespace
 
 int32_t bt_account_create_tbl() {
     return korvo::create_table(
@@ -58,7 +62,8 @@ int32_t bt_account_query_data_by_id(int32_t account_id, BtAccountRecord *record)
     if (record == nullptr || account_id < 0) {
         return BTDB_ERR_PARAM;
     }
-    return korvo::read_row(statement<"SELECT * FROM BT_ACCOUNT WHERE account_id = %ld;">(account_id), record);
+    return korvo::read_row<read_columns>(statement<"SELECT * FROM BT_ACCOUNT WHERE account_id = %ld;">(account_id),
+                                         record);
 }
 
 int32_t bt_account_del(uint32_t selector, const void *value) {

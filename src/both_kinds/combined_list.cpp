@@ -10,9 +10,11 @@ using korvo::Sql;
 using korvo::statement;
 using korvo::Text;
 
+namespace {
+
 // The HTTP/FTP half of a filter: that of the HTTP/FTP listing, except for the spaces of the paused one; a finished task
 // of either kind goes with the BT tasks in state 5.
-static Sql http_ftp_half(int32_t filter) {
+Sql http_ftp_half(int32_t filter) {
     switch (filter) {
     case BT_TASK_FILTER_RUNNING:
         return http_ftp_task_where(HTTP_FTP_TASK_FILTER_RUNNING);
@@ -29,6 +31,8 @@ static Sql http_ftp_half(int32_t filter) {
         return http_ftp_task_where(HTTP_FTP_TASK_FILTER_ALL);
     }
 }
+
+} // namespace
 
 int32_t tq_db_query_task(const char *file, TqRowCallback callback, int32_t /*reserved*/, int32_t start, int32_t end,
                          int32_t filter, void *context) {

@@ -6,8 +6,10 @@ using korvo::Row;
 using korvo::statement;
 using korvo::Text;
 
+namespace {
+
 // The walk over BT_SESSION's columns, in table order.
-static void read_columns(Row &row, BtSessionRecord &session) {
+void read_columns(Row &row, BtSessionRecord &session) {
     row.low_int32(session.session_id)
         .low_int32(session.total_download)
         .low_int32(session.total_upload)
@@ -16,9 +18,11 @@ static void read_columns(Row &row, BtSessionRecord &session) {
         .low_int32(session.pause_all_time);
 }
 
-static int32_t latest_session_id() {
+int32_t latest_session_id() {
     return korvo::read_value("SELECT session_id FROM BT_SESSION ORDER BY session_id DESC LIMIT 1;");
 }
+
+} // namespace
 
 int32_t bt_db_create_tbl_session() {
     return korvo::create_table(
@@ -62,7 +66,8 @@ int32_t bt_db_query_data_by_session_id(int32_t session_id, BtSessionRecord *reco
     if (record == nullptr || session_id < 0) {
         return BTDB_ERR_PARAM;
     }
-    return korvo::read_row(statement<"SELECT * FROM BT_SESSION WHERE session_id = %ld;">(session_id), record);
+    return korvo::read_row<read_columns>(statement<"SELECT * FROM BT_SESSION WHERE session_id = %ld;">(session_id),
+                                         record);
 }
 
 int32_t bt_db_query_session(const char *file, TqRowCallback callback, int32_t start, int32_t end, void *context) {

@@ -6,8 +6,10 @@ using korvo::Row;
 using korvo::statement;
 using korvo::statement_of;
 
+namespace {
+
 // The walk over BT_TASK's columns, in table order.
-static void read_columns(Row &row, BtTaskRecord &task) {
+void read_columns(Row &row, BtTaskRecord &task) {
     row.low_int32(task.task_id)
         .text(task.task_torrent_name)
         .text(task.task_filename)
@@ -38,6 +40,8 @@ static void read_columns(Row &row, BtTaskRecord &task) {
         .text(task.task_magnet_link)
         .int32(task.task_record);
 }
+
+} // namespace
 
 // ---- The table
 
@@ -107,8 +111,10 @@ int32_t bt_db_add_task(BtTaskRecord *record) {
 
 // ---- Writing progress back
 
+namespace {
+
 // The two whole-record updates write the same columns and differ in their key, the last argument.
-template <korvo::Template Update> static korvo::Text progress_of(const BtTaskRecord &task, const char *key) {
+template <korvo::Template Update> korvo::Text progress_of(const BtTaskRecord &task, const char *key) {
     return statement<Update>(task.task_torrent_name, task.task_current_tracker, task.task_state, task.task_progress,
                              task.task_total_wanted_done, task.task_total_wanted, task.task_all_time_download,
                              task.task_all_time_upload, task.task_download_rate, task.task_upload_rate,
@@ -116,6 +122,8 @@ template <korvo::Template Update> static korvo::Text progress_of(const BtTaskRec
                              task.task_num_pieces, task.task_announce_interval, task.task_finish_time, task.task_rating,
                              task.task_time_left, task.task_is_paused, task.task_queue_position, key);
 }
+
+} // namespace
 
 int32_t bt_db_update_task(const BtTaskRecord *record) {
     if (record == nullptr) {
@@ -187,28 +195,30 @@ int32_t bt_db_query_data_by_task_id(int32_t task_id, BtTaskRecord *record) {
     if (record == nullptr || task_id < 0) {
         return BTDB_ERR_PARAM;
     }
-    return korvo::read_row(statement<"SELECT * FROM BT_TASK WHERE task_id = %ld;">(task_id), record);
+    return korvo::read_row<read_columns>(statement<"SELECT * FROM BT_TASK WHERE task_id = %ld;">(task_id), record);
 }
 
 int32_t bt_db_query_data_by_task_torrent_name(const char *torrent_name, BtTaskRecord *record) {
     if (record == nullptr || torrent_name == nullptr) {
         return BTDB_ERR_PARAM;
     }
-    return korvo::read_row(statement<"SELECT * FROM BT_TASK WHERE task_torrent_name = '%q';">(torrent_name), record);
+    return korvo::read_row<read_columns>(
+        statement<"SELECT * FROM BT_TASK WHERE task_torrent_name = '%q';">(torrent_name), record);
 }
 
 int32_t bt_db_query_data_by_task_hash(const char *hash, BtTaskRecord *record) {
     if (record == nullptr || hash == nullptr) {
         return BTDB_ERR_PARAM;
     }
-    return korvo::read_row(statement<"SELECT * FROM BT_TASK WHERE task_hash = '%q';">(hash), record);
+    return korvo::read_row<read_columns>(statement<"SELECT * FROM BT_TASK WHERE task_hash = '%q';">(hash), record);
 }
 
 int32_t bt_db_query_data_by_task_magnet_link(const char *magnet_link, BtTaskRecord *record) {
     if (record == nullptr || magnet_link == nullptr) {
         return BTDB_ERR_PARAM;
     }
-    return korvo::read_row(statement<"SELECT * FROM BT_TASK WHERE task_magnet_link = '%q';">(magnet_link), record);
+    return korvo::read_row<read_columns>(statement<"SELECT * FROM BT_TASK WHERE task_magnet_link = '%q';">(magnet_link),
+                                         record);
 }
 
 int32_t bt_db_query_data_by_task_id_with_callback(TqRowCallback callback, int32_t task_id, void *context) {

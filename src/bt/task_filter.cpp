@@ -4,11 +4,11 @@
 
 namespace korvo {
 
-bool valid_bt_task_filter(std::int32_t filter) {
-    return static_cast<std::uint32_t>(filter) <= BT_TASK_FILTER_STATE_5;
+bool valid_bt_task_filter(int32_t filter) {
+    return static_cast<uint32_t>(filter) <= BT_TASK_FILTER_STATE_5;
 }
 
-Sql bt_task_where(std::int32_t filter) {
+Sql bt_task_where(int32_t filter) {
     switch (filter) {
     case BT_TASK_FILTER_RUNNING:
         return "WHERE (task_is_paused = 0) AND (task_state >= 1 AND task_state <= 4 OR task_state = 7)";

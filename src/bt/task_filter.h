@@ -6,10 +6,10 @@
 
 namespace korvo {
 
-bool valid_bt_task_filter(std::int32_t filter);
+bool valid_bt_task_filter(int32_t filter);
 
 // The fragment of a valid filter; empty for the one that selects every task.
-Sql bt_task_where(std::int32_t filter);
+Sql bt_task_where(int32_t filter);
 
 } // namespace korvo
 

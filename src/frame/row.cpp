@@ -5,17 +5,17 @@
 
 namespace korvo {
 
-Row &Row::int32(std::int32_t &field) {
+Row &Row::int32(int32_t &field) {
     field = sqlite3_column_int(at_, column_++);
     return *this;
 }
 
-Row &Row::low_int32(std::int32_t &field) {
-    field = static_cast<std::int32_t>(sqlite3_column_int64(at_, column_++));
+Row &Row::low_int32(int32_t &field) {
+    field = static_cast<int32_t>(sqlite3_column_int64(at_, column_++));
     return *this;
 }
 
-Row &Row::int64(std::int64_t &field) {
+Row &Row::int64(int64_t &field) {
     field = sqlite3_column_int64(at_, column_++);
     return *this;
 }

@@ -12,10 +12,10 @@ class Row {
 public:
     explicit Row(sqlite3_stmt *at) : at_(at) {}
 
-    Row &int32(std::int32_t &field);
+    Row &int32(int32_t &field);
     // The low 32 bits of a 64-bit column.
-    Row &low_int32(std::int32_t &field);
-    Row &int64(std::int64_t &field);
+    Row &low_int32(int32_t &field);
+    Row &int64(int64_t &field);
     // A whole number, kept as a float: the fraction of a stored number is dropped.
     Row &whole_float(float &field);
     // Cut to the field's width and always NUL-terminated; SQL NULL reads as the empty text.

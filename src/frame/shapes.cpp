@@ -47,8 +47,8 @@ private:
 
 // Opens a connection, runs the body on it and closes it. An absent statement is the failure and opens nothing.
 template <class Body>
-std::int32_t with_connection(Sql sql, std::int32_t failure, Body body, const char *file = nullptr,
-                             OnLock on_lock = OnLock::wait) {
+int32_t with_connection(Sql sql, int32_t failure, Body body, const char *file = nullptr,
+                        OnLock on_lock = OnLock::wait) {
     if (sql.absent()) {
         return failure;
     }
@@ -58,14 +58,14 @@ std::int32_t with_connection(Sql sql, std::int32_t failure, Body body, const cha
 
 } // namespace
 
-std::int32_t run(Sql sql, std::int32_t failure, OnLock on_lock) {
+int32_t run(Sql sql, int32_t failure, OnLock on_lock) {
     const auto exec = [&](Connection &connection) {
         return connection.exec(sql.get()) == SQLITE_OK ? BTDB_OK : failure;
     };
     return with_connection(sql, failure, exec, nullptr, on_lock);
 }
 
-std::int32_t create_table(Sql table, std::initializer_list<const char *> indexes) {
+int32_t create_table(Sql table, std::initializer_list<const char *> indexes) {
     return with_connection(table, BTDB_ERR_TABLE, [&](Connection &connection) {
         const int created = connection.exec(table.get());
         for (const char *index : indexes) {
@@ -75,7 +75,7 @@ std::int32_t create_table(Sql table, std::initializer_list<const char *> indexes
     });
 }
 
-std::int32_t update_checked(Sql sql) {
+int32_t update_checked(Sql sql) {
     return with_connection(sql, BTDB_ERR_UPDATE, [&](Connection &connection) {
         const int updated = connection.exec(sql.get());
         const int changes = sqlite3_total_changes(connection.get());
@@ -83,16 +83,16 @@ std::int32_t update_checked(Sql sql) {
     });
 }
 
-std::int32_t read_value(Sql sql) {
+int32_t read_value(Sql sql) {
     return with_connection(sql, BTDB_ERR_QUERY, [&](Connection &connection) {
         Query query(connection, sql.get());
-        const std::int32_t value = query.has_row() ? sqlite3_column_int(query.get(), 0) : -1;
+        const int32_t value = query.has_row() ? sqlite3_column_int(query.get(), 0) : -1;
         return value >= 0 ? value : BTDB_ERR_QUERY;
     });
 }
 
-std::int32_t read_text(Sql sql, char *buffer, std::size_t size) {
-    const std::int32_t result = with_connection(sql, BTDB_ERR_QUERY, [&](Connection &connection) {
+int32_t read_text(Sql sql, char *buffer, std::size_t size) {
+    const int32_t result = with_connection(sql, BTDB_ERR_QUERY, [&](Connection &connection) {
         Query query(connection, sql.get());
         if (!query.has_row()) {
             return BTDB_ERR_QUERY;
@@ -114,7 +114,7 @@ std::int32_t read_text(Sql sql, char *buffer, std::size_t size) {
     return result;
 }
 
-std::int32_t read_row(Sql sql, Walk walk, void *record) {
+int32_t read_row(Sql sql, Walk walk, void *record) {
     return with_connection(sql, BTDB_ERR_QUERY, [&](Connection &connection) {
         Query query(connection, sql.get());
         if (!query.has_row()) {
@@ -126,48 +126,47 @@ std::int32_t read_row(Sql sql, Walk walk, void *record) {
     });
 }
 
-std::int32_t list_rows_raw(const char *file, Sql sql, TqRowCallback callback, void *context) {
+int32_t list_rows_raw(const char *file, Sql sql, TqRowCallback callback, void *context) {
     const auto exec = [&](Connection &connection) { return connection.exec(sql.get(), callback, context); };
     return with_connection(sql, SQLITE_NOMEM, exec, file);
 }
 
-std::int32_t list_rows(const char *file, Sql sql, TqRowCallback callback, void *context) {
-    const std::int32_t result = list_rows_raw(file, sql, callback, context);
+int32_t list_rows(const char *file, Sql sql, TqRowCallback callback, void *context) {
+    const int32_t result = list_rows_raw(file, sql, callback, context);
     if (result == BTDB_ERR_OPEN) {
         return BTDB_ERR_OPEN;
     }
     return result == SQLITE_OK ? BTDB_OK : BTDB_ERR_QUERY;
 }
 
-std::int32_t insert_then_latest_id(Sql insert, std::int32_t (*latest_id)()) {
-    const std::int32_t inserted = run(insert, BTDB_ERR_INSERT);
+int32_t insert_then_latest_id(Sql insert, int32_t (*latest_id)()) {
+    const int32_t inserted = run(insert, BTDB_ERR_INSERT);
     return inserted == BTDB_OK ? latest_id() : inserted;
 }
 
-std::int32_t insert_returning_id(Sql insert) {
+int32_t insert_returning_id(Sql insert) {
     return with_connection(insert, BTDB_ERR_INSERT, [&](Connection &connection) {
         if (connection.exec(insert.get()) != SQLITE_OK) {
             return BTDB_ERR_INSERT;
         }
-        const auto id = static_cast<std::int32_t>(sqlite3_last_insert_rowid(connection.get()));
+        const auto id = static_cast<int32_t>(sqlite3_last_insert_rowid(connection.get()));
         return id >= 0 ? id : BTDB_ERR_QUERY;
     });
 }
 
-bool valid_paging(std::int32_t start, std::int32_t end) {
+bool valid_paging(int32_t start, int32_t end) {
     return start >= 0 && start <= end;
 }
 
-Text paging(std::int32_t start, std::int32_t end) {
+Text paging(int32_t start, int32_t end) {
     return start == 0 && end == 0 ? statement<"">() : statement<"LIMIT %d OFFSET %d">(end - start, start);
 }
 
-bool serves(std::span<const TextOfValue> texts, std::uint32_t position, const void *value) {
+bool serves(std::span<const TextOfValue> texts, uint32_t position, const void *value) {
     return value != nullptr && position < texts.size() && texts[position] != nullptr;
 }
 
-std::int32_t delete_by_column(std::span<const TextOfValue> keys, std::uint32_t selector, const void *value,
-                              OnLock on_lock) {
+int32_t delete_by_column(std::span<const TextOfValue> keys, uint32_t selector, const void *value, OnLock on_lock) {
     if (!serves(keys, selector, value)) {
         return BTDB_ERR_PARAM;
     }

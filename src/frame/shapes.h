@@ -1,4 +1,4 @@
-// The seven operation shapes. Each opens the database file, sets the busy timeout, runs one statement, closes, and maps
+// The operation shapes. Each opens the database file, sets the busy timeout, runs one statement, closes, and maps
 // the outcome to a result code; nothing outlives the call, on any path. An absent statement text gives the shape's
 // failure code and opens nothing.
 //
@@ -19,32 +19,32 @@ namespace korvo {
 enum class OnLock { wait, fail };
 
 // Statement shape: BTDB_OK, or the failure code when the statement failed.
-std::int32_t run(Sql sql, std::int32_t failure, OnLock on_lock = OnLock::wait);
+int32_t run(Sql sql, int32_t failure, OnLock on_lock = OnLock::wait);
 
 // Table-creation shape: CREATE TABLE decides the result. The indexes are created in order and their results ignored,
 // also when the table is there already: a name that another table has taken is no failure.
-std::int32_t create_table(Sql table, std::initializer_list<const char *> indexes);
+int32_t create_table(Sql table, std::initializer_list<const char *> indexes);
 
 // Change-checked update shape: BTDB_ERR_UPDATE when the statement failed or matched no row.
-std::int32_t update_checked(Sql sql);
+int32_t update_checked(Sql sql);
 
 // Single-value query shape: column 0 of the first row as a 32-bit number, when there is one and it is not negative;
 // else BTDB_ERR_QUERY. Both of SQLite's integer reads keep the low 32 bits here, so one shape serves both.
-std::int32_t read_value(Sql sql);
+int32_t read_value(Sql sql);
 
 // The same for a text, which goes into a buffer as strncpy would put it there: at most `size` bytes, the rest of them
 // NUL, no NUL when the text fills them. Returns the stored text's whole length in bytes. Without a row the buffer's
 // first byte is NUL; when the file cannot be opened the buffer is untouched.
-std::int32_t read_text(Sql sql, char *buffer, std::size_t size);
+int32_t read_text(Sql sql, char *buffer, std::size_t size);
 
-// Single-row query shape: the first row is walked into the record by the record's read_columns(Row &, Record &). The
-// walk fills a copy, so that a row that cannot be read whole leaves the caller's record as it was.
+// Single-row query shape: read_columns(Row &, Record &) walks the first row into the record. It
+// fills a copy, so that a row that cannot be read whole leaves the caller's record as it was.
 using Walk = void (*)(Row &row, void *record);
-std::int32_t read_row(Sql sql, Walk walk, void *record);
+int32_t read_row(Sql sql, Walk walk, void *record);
 
-template <class Record> std::int32_t read_row(Sql sql, Record *record) {
+template <auto read_columns, class Record> int32_t read_row(Sql sql, Record *record) {
     Record copy = {};
-    const std::int32_t result = read_row(
+    const int32_t result = read_row(
         sql, [](Row &row, void *to) { read_columns(row, *static_cast<Record *>(to)); }, &copy);
     if (result == BTDB_OK) {
         *record = copy;
@@ -54,28 +54,28 @@ template <class Record> std::int32_t read_row(Sql sql, Record *record) {
 
 // Row-callback query shape: BTDB_ERR_QUERY when the statement failed or the callback stopped it.
 // A NULL file is the default one.
-std::int32_t list_rows(const char *file, Sql sql, TqRowCallback callback, void *context);
+int32_t list_rows(const char *file, Sql sql, TqRowCallback callback, void *context);
 
 // Its raw form: BTDB_ERR_OPEN, or SQLite's own result code.
-std::int32_t list_rows_raw(const char *file, Sql sql, TqRowCallback callback, void *context);
+int32_t list_rows_raw(const char *file, Sql sql, TqRowCallback callback, void *context);
 
 // Insert-then-latest-id shape: after a successful insert, whatever the table's largest-identifier operation returns
 // from a second frame.
-std::int32_t insert_then_latest_id(Sql insert, std::int32_t (*latest_id)());
+int32_t insert_then_latest_id(Sql insert, int32_t (*latest_id)());
 
 // Its sibling for tables whose callers need the identifier of this very row: it is read on the insert's own connection.
-std::int32_t insert_returning_id(Sql insert);
+int32_t insert_returning_id(Sql insert);
 
 // Paging: start and end are positions, end exclusive; both 0 is everything.
-bool valid_paging(std::int32_t start, std::int32_t end);
-Text paging(std::int32_t start, std::int32_t end);
+bool valid_paging(int32_t start, int32_t end);
+Text paging(int32_t start, int32_t end);
 
 // Whether a table of texts by column position serves this position and there is a value to build its text from.
-bool serves(std::span<const TextOfValue> texts, std::uint32_t position, const void *value);
+bool serves(std::span<const TextOfValue> texts, uint32_t position, const void *value);
 
 // Delete by column: `keys` holds a statement for each column position that the operation serves.
-std::int32_t delete_by_column(std::span<const TextOfValue> keys, std::uint32_t selector, const void *value,
-                              OnLock on_lock = OnLock::wait);
+int32_t delete_by_column(std::span<const TextOfValue> keys, uint32_t selector, const void *value,
+                         OnLock on_lock = OnLock::wait);
 
 } // namespace korvo
 

@@ -129,16 +129,16 @@ template <> struct Argument<Directive::quoted_text> {
     static const char *pass(const char *text) { return text; }
 };
 template <> struct Argument<Directive::int32> {
-    using Type = std::int32_t;
-    static int pass(std::int32_t value) { return value; }
+    using Type = int32_t;
+    static int pass(int32_t value) { return value; }
 };
 template <> struct Argument<Directive::widened_int32> {
-    using Type = std::int32_t;
-    static long pass(std::int32_t value) { return value; }
+    using Type = int32_t;
+    static long pass(int32_t value) { return value; }
 };
 template <> struct Argument<Directive::int64> {
-    using Type = std::int64_t;
-    static long long pass(std::int64_t value) { return value; }
+    using Type = int64_t;
+    static long long pass(int64_t value) { return value; }
 };
 template <> struct Argument<Directive::single_float> {
     using Type = float;

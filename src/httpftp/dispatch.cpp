@@ -11,13 +11,17 @@ static_assert(HTTP_FTP_TASK_STATE_QUEUED == 1 && HTTP_FTP_TASK_STATE_RUNNING == 
 
 // ---- The next task; one procedure over eight statements
 
-template <korvo::Template Select> static int32_t next_task(HttpFtpTaskRecord *record, int32_t exclude_task_id) {
+namespace {
+
+template <korvo::Template Select> int32_t next_task(HttpFtpTaskRecord *record, int32_t exclude_task_id) {
     if (record == nullptr) {
         return BTDB_ERR_PARAM;
     }
     const Text exclusion = exclude_task_id >= 1 ? statement<"AND task_id != %ld">(exclude_task_id) : statement<"">();
-    return korvo::read_row(statement<Select>(exclusion), record);
+    return korvo::read_row<read_columns>(statement<Select>(exclusion), record);
 }
+
+} // namespace
 
 int32_t http_ftp_db_query_next_queued_task(HttpFtpTaskRecord *record, int32_t exclude_task_id) {
     return next_task<
@@ -72,7 +76,7 @@ int32_t http_ftp_db_query_next_running_task_without_pid(HttpFtpTaskRecord *recor
     if (record == nullptr) {
         return BTDB_ERR_PARAM;
     }
-    return korvo::read_row(
+    return korvo::read_row<read_columns>(
         "SELECT * FROM HTTP_FTP_TASK WHERE task_state = 2 AND task_is_paused = 0 AND task_pid = 0 ORDER BY task_id "
         "DESC LIMIT 1;",
         record);

@@ -109,7 +109,7 @@ int32_t http_ftp_db_update_pid_by_task_id(int32_t task_id, int32_t pid) {
 }
 
 // The columns that may be set on their own, by position. The type and the login are set by the add alone.
-static constexpr korvo::TextOfValue fields[] = {
+constexpr korvo::TextOfValue fields[] = {
     nullptr,
     statement_of<"task_pid = %d">,
     statement_of<"task_filename = '%q'">,
@@ -173,7 +173,8 @@ int32_t http_ftp_db_query_data_by_task_id(int32_t task_id, HttpFtpTaskRecord *re
     if (record == nullptr || task_id < 0) {
         return BTDB_ERR_PARAM;
     }
-    return korvo::read_row(statement<"SELECT * FROM HTTP_FTP_TASK WHERE task_id = %ld;">(task_id), record);
+    return korvo::read_row<read_columns>(statement<"SELECT * FROM HTTP_FTP_TASK WHERE task_id = %ld;">(task_id),
+                                         record);
 }
 
 int32_t http_ftp_db_query_latest_task_id() {

@@ -4,14 +4,14 @@
 
 namespace korvo {
 
-bool valid_http_ftp_task_filter(std::int32_t filter) {
-    return static_cast<std::uint32_t>(filter) <= HTTP_FTP_TASK_FILTER_PAUSED;
+bool valid_http_ftp_task_filter(int32_t filter) {
+    return static_cast<uint32_t>(filter) <= HTTP_FTP_TASK_FILTER_PAUSED;
 }
 
 // The statements write states as digits.
 static_assert(HTTP_FTP_TASK_STATE_QUEUED == 1 && HTTP_FTP_TASK_STATE_RUNNING == 2 && HTTP_FTP_TASK_STATE_FINISHED == 3);
 
-Sql http_ftp_task_where(std::int32_t filter) {
+Sql http_ftp_task_where(int32_t filter) {
     switch (filter) {
     case HTTP_FTP_TASK_FILTER_RUNNING:
         return "WHERE (task_is_paused = 0) AND (task_state = 2 OR task_state = 1)";

@@ -7,8 +7,10 @@ using korvo::statement;
 using korvo::statement_of;
 using korvo::Text;
 
+namespace {
+
 // The walk over BT_RSS's columns, in table order.
-static void read_columns(Row &row, BtRssRecord &item) {
+void read_columns(Row &row, BtRssRecord &item) {
     row.low_int32(item.rss_id)
         .text(item.rss_url)
         .text(item.rss_title)
@@ -17,6 +19,8 @@ static void read_columns(Row &row, BtRssRecord &item) {
         .text(item.rss_user_def_title)
         .int32(item.rss_downloaded);
 }
+
+} // namespace
 
 int32_t bt_rss_create_tbl() {
     return korvo::create_table(
@@ -56,7 +60,7 @@ int32_t bt_rss_query_data_by_id(int32_t rss_id, BtRssRecord *record) {
     if (record == nullptr || rss_id < 0) {
         return BTDB_ERR_PARAM;
     }
-    return korvo::read_row(statement<"SELECT * FROM BT_RSS WHERE rss_id = %ld;">(rss_id), record);
+    return korvo::read_row<read_columns>(statement<"SELECT * FROM BT_RSS WHERE rss_id = %ld;">(rss_id), record);
 }
 
 int32_t bt_rss_update_field_by_id(int32_t rss_id, uint32_t field, const void *value) {

@@ -7,8 +7,10 @@ using korvo::statement;
 using korvo::statement_of;
 using korvo::Text;
 
+namespace {
+
 // The walk over BT_RSS_JOB's columns, in table order.
-static void read_columns(Row &row, BtRssJobRecord &job) {
+void read_columns(Row &row, BtRssJobRecord &job) {
     row.low_int32(job.rss_job_id)
         .text(job.rss_job_name)
         .text(job.rss_job_filter)
@@ -20,6 +22,8 @@ static void read_columns(Row &row, BtRssJobRecord &job) {
         .int32(job.rss_job_enable_episode)
         .text(job.rss_job_episode);
 }
+
+} // namespace
 
 int32_t bt_rss_job_create_tbl() {
     return korvo::create_table(
@@ -61,7 +65,7 @@ int32_t bt_rss_job_query_data_by_id(int32_t job_id, BtRssJobRecord *record) {
     if (record == nullptr || job_id < 0) {
         return BTDB_ERR_PARAM;
     }
-    return korvo::read_row(statement<"SELECT * FROM BT_RSS_JOB WHERE rss_job_id = %ld;">(job_id), record);
+    return korvo::read_row<read_columns>(statement<"SELECT * FROM BT_RSS_JOB WHERE rss_job_id = %ld;">(job_id), record);
 }
 
 int32_t bt_rss_job_update_field_by_id(int32_t job_id, uint32_t field, const void *value) {

@@ -9,12 +9,16 @@
 
 namespace test::disk {
 
-static const Accident *armed = nullptr;
-static int until_accident = 0;
-static bool accident_goes_on = false;
-static bool happened = false;
-static std::function<void(long long)> on_waiting;
-static long long waited = 0;
+namespace {
+
+const Accident *armed = nullptr;
+int until_accident = 0;
+bool accident_goes_on = false;
+bool happened = false;
+std::function<void(long long)> on_waiting;
+long long waited = 0;
+
+} // namespace
 
 void instead_of_waiting(std::function<void(long long)> called) {
     on_waiting = std::move(called);
@@ -33,8 +37,10 @@ bool disarm() {
     return happened;
 }
 
+namespace {
+
 // Whether this operation has its accident now.
-static bool strikes(On operation) {
+bool strikes(On operation) {
     if (armed == nullptr || std::find(armed->on.begin(), armed->on.end(), operation) == armed->on.end() ||
         (happened && !accident_goes_on) || (!happened && --until_accident > 0)) {
         return false;
@@ -47,7 +53,7 @@ static bool strikes(On operation) {
 }
 
 // SQLITE_OK, or what the operation is to return.
-static int meets(
+int meets(
     On operation, int error, const std::function<void()> &half = [] {}) {
     if (!strikes(operation)) {
         return SQLITE_OK;
@@ -63,38 +69,42 @@ static int meets(
 
 // ---- The layer below SQLite. Behind each of our files stands the system's.
 
-static sqlite3_vfs *below;
+sqlite3_vfs *below;
 
 struct File {
     sqlite3_file base;
     sqlite3_file *real() { return reinterpret_cast<sqlite3_file *>(this + 1); }
 };
 
-static sqlite3_file *real(sqlite3_file *file) {
+sqlite3_file *real(sqlite3_file *file) {
     return reinterpret_cast<File *>(file)->real();
 }
 
 // An operation that passes on its arguments unless it meets an accident.
-template <On on, int error, auto method, class... Args> static int passes(sqlite3_file *file, Args... args) {
+template <On on, int error, auto method, class... Args> int passes(sqlite3_file *file, Args... args) {
     const int met = meets(on, error);
     return met != SQLITE_OK ? met : (real(file)->pMethods->*method)(real(file), args...);
 }
-template <auto method, class... Args> static int passes_always(sqlite3_file *file, Args... args) {
+template <auto method, class... Args> int passes_always(sqlite3_file *file, Args... args) {
     return (real(file)->pMethods->*method)(real(file), args...);
 }
 
-static int write(sqlite3_file *file, const void *data, int size, sqlite3_int64 at) {
+int write(sqlite3_file *file, const void *data, int size, sqlite3_int64 at) {
     const auto put = [&](int part) { return real(file)->pMethods->xWrite(real(file), data, part, at); };
     const int met = meets(On::write, SQLITE_IOERR_WRITE, [&] { put(size / 2); });
     return met != SQLITE_OK ? met : put(size);
 }
 
-static int close(sqlite3_file *file) {
+int close(sqlite3_file *file) {
     return real(file)->pMethods->xClose(real(file));
 }
 
+} // namespace
+
 using Methods = sqlite3_io_methods;
-static const sqlite3_io_methods methods = {
+namespace {
+
+const sqlite3_io_methods methods = {
     .iVersion = 1,
     .xClose = close,
     .xRead = passes<On::read, SQLITE_IOERR_READ, &Methods::xRead, void *, int, sqlite3_int64>,
@@ -116,7 +126,7 @@ static const sqlite3_io_methods methods = {
     .xUnfetch = nullptr,
 };
 
-static int open(sqlite3_vfs * /*vfs*/, const char *name, sqlite3_file *file, int flags, int *out) {
+int open(sqlite3_vfs * /*vfs*/, const char *name, sqlite3_file *file, int flags, int *out) {
     file->pMethods = nullptr; // nothing to close, should it fail
     const int met = meets(On::open, SQLITE_CANTOPEN);
     const int result = met != SQLITE_OK ? met : below->xOpen(below, name, real(file), flags, out);
@@ -124,17 +134,17 @@ static int open(sqlite3_vfs * /*vfs*/, const char *name, sqlite3_file *file, int
     return result;
 }
 
-static int remove(sqlite3_vfs * /*vfs*/, const char *name, int sync) {
+int remove(sqlite3_vfs * /*vfs*/, const char *name, int sync) {
     const int met = meets(On::remove, SQLITE_IOERR_DELETE);
     return met != SQLITE_OK ? met : below->xDelete(below, name, sync);
 }
 
-static int access(sqlite3_vfs * /*vfs*/, const char *name, int flags, int *out) {
+int access(sqlite3_vfs * /*vfs*/, const char *name, int flags, int *out) {
     const int met = meets(On::access, SQLITE_IOERR_ACCESS);
     return met != SQLITE_OK ? met : below->xAccess(below, name, flags, out);
 }
 
-static int sleep(sqlite3_vfs * /*vfs*/, int microseconds) {
+int sleep(sqlite3_vfs * /*vfs*/, int microseconds) {
     if (!on_waiting) {
         return below->xSleep(below, microseconds);
     }
@@ -143,7 +153,7 @@ static int sleep(sqlite3_vfs * /*vfs*/, int microseconds) {
 }
 
 // Before anything else uses SQLite.
-static const bool registered = [] {
+const bool registered = [] {
     below = sqlite3_vfs_find(nullptr);
     static sqlite3_vfs vfs = *below;
     vfs.zName = "accidents";
@@ -154,5 +164,7 @@ static const bool registered = [] {
     vfs.xSleep = sleep;
     return sqlite3_vfs_register(&vfs, 1) == SQLITE_OK;
 }();
+
+} // namespace
 
 } // namespace test::disk

@@ -9,7 +9,8 @@
 #include <thread>
 #include <unistd.h>
 
-using namespace test;
+namespace test {
+namespace {
 using disk::Accident;
 using disk::On;
 
@@ -18,7 +19,7 @@ class Files : public StoreTest, public testing::WithParamInterface<OperationOfTa
 INSTANTIATE_TEST_SUITE_P(Faults, Files, testing::ValuesIn(operations_to_try()),
                          [](const auto &of) { return name_of(of.param); });
 
-static const Accident accidents[] = {
+const Accident accidents[] = {
     {"open", {On::open}},     {"delete", {On::remove}},
     {"access", {On::access}}, {"read", {On::read}},
     {"write", {On::write}},   {"write to a full disk", {On::write}, Accident::is_full},
@@ -47,7 +48,7 @@ TEST_P(Files, FailWithoutAHalfDoneCall) {
 
 // ---- A disk with so little room that it fills up
 
-static const char *const small_disk = "/mnt/small";
+const char *const small_disk = "/mnt/small";
 constexpr int page = 4096;
 
 // Has the database while it exists.
@@ -176,3 +177,6 @@ TEST_F(StoreTest, WaitsForTheLockOfEachStep) {
     disk::instead_of_waiting(nullptr);
     EXPECT_EQ(bt_account_remove_tbl(), BTDB_OK);
 }
+
+} // namespace
+} // namespace test

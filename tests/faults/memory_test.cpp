@@ -1,28 +1,28 @@
 // Memory that runs out: every allocation of every operation fails in its turn, once alone and once with all that
 // follow. A call then fails with one of its codes and has done nothing, or succeeds and has done everything.
 
+#include "files.h"
+#include "next.h"
 #include "trial.h"
 
 #include <cerrno>
 #include <ctime>
-#include <dlfcn.h>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <new>
 
-using namespace test;
 namespace fs = std::filesystem;
 
 // ---- The runtime's memory, of which SQLite's is a part. What the tests take for themselves comes from operator new.
 
-static bool watched = false;
-static int allocations_until_failure = 0; // 0: none fails
-static bool failing_goes_on = false;
-static bool failed = false;
-static int held = 0;
+namespace {
 
-static bool fails() {
+bool watched = false;
+int allocations_until_failure = 0; // 0: none fails
+bool failing_goes_on = false;
+bool failed = false;
+int held = 0;
+
+bool fails() {
     if (!watched || allocations_until_failure == 0) {
         return false;
     }
@@ -36,27 +36,31 @@ static bool fails() {
     return true;
 }
 
-static void *counted(void *memory) {
+void *counted(void *memory) {
     held += watched && memory != nullptr ? 1 : 0;
     return memory;
 }
 
+} // namespace
+
 #ifdef KORVO_SANITIZE
 
 // A sanitizer has taken the runtime's memory; SQLite's can still be had from SQLite.
-static sqlite3_mem_methods system_memory;
+namespace {
 
-static void *allocate(int size) {
+sqlite3_mem_methods system_memory;
+
+void *allocate(int size) {
     return fails() ? nullptr : counted(system_memory.xMalloc(size));
 }
-static void *reallocate(void *memory, int size) {
+void *reallocate(void *memory, int size) {
     return fails() ? nullptr : system_memory.xRealloc(memory, size);
 }
-static void release(void *memory) {
+void release(void *memory) {
     held -= watched && memory != nullptr ? 1 : 0;
     system_memory.xFree(memory);
 }
-static bool take_memory() {
+bool take_memory() {
     sqlite3_config(SQLITE_CONFIG_GETMALLOC, &system_memory);
     sqlite3_mem_methods methods = system_memory;
     methods.xMalloc = allocate;
@@ -64,13 +68,13 @@ static bool take_memory() {
     methods.xFree = release;
     return sqlite3_config(SQLITE_CONFIG_MALLOC, &methods) == SQLITE_OK;
 }
-static constexpr bool runtime_too = false;
+constexpr bool runtime_too = false;
+
+} // namespace
 
 #else
 
-template <class Function> static Function *next(Function * /*own*/, const char *name) {
-    return reinterpret_cast<Function *>(dlsym(RTLD_NEXT, name));
-}
+using test::next;
 
 extern "C" {
 void *malloc(std::size_t size) {
@@ -106,26 +110,45 @@ void operator delete(void *memory, std::size_t /*size*/) noexcept {
     operator delete(memory);
 }
 
-static bool take_memory() {
+namespace {
+
+bool take_memory() {
     return true;
 }
-static constexpr bool runtime_too = true;
+constexpr bool runtime_too = true;
+
+} // namespace
 
 #endif
 
-// Before anything else uses SQLite: without lookaside memory, so that small allocations are counted too.
-static const bool configured = take_memory() && sqlite3_config(SQLITE_CONFIG_LOOKASIDE, 0, 0) == SQLITE_OK;
+namespace {
 
-static void watch(int until_failure, bool goes_on) {
+// Before anything else uses SQLite: without lookaside memory, so that small allocations are counted too.
+const bool configured = take_memory() && sqlite3_config(SQLITE_CONFIG_LOOKASIDE, 0, 0) == SQLITE_OK;
+
+void watch(int until_failure, bool goes_on) {
     failed = false;
     held = 0;
     failing_goes_on = goes_on;
     allocations_until_failure = until_failure;
     watched = true;
 }
-static void stop_watching() {
+void stop_watching() {
     watched = false;
 }
+
+} // namespace
+
+// The configuration gives every default, and nobody waits for a daemon.
+int Get_Profile_String(const char *, const char *, const char *text, char *buffer, int size) {
+    return std::snprintf(buffer, static_cast<std::size_t>(size), "%s", text);
+}
+extern "C" int nanosleep(const timespec * /*time*/, timespec * /*left*/) {
+    return 0;
+}
+
+namespace test {
+namespace {
 
 // ---- Every operation of every table
 
@@ -187,14 +210,7 @@ TEST_P(Memory, RunsOutWithoutAHalfReadRow) {
 
 // ---- What is done besides the tables
 
-int Get_Profile_String(const char *, const char *, const char *text, char *buffer, int size) {
-    return std::snprintf(buffer, static_cast<std::size_t>(size), "%s", text);
-}
-extern "C" int nanosleep(const timespec * /*time*/, timespec * /*left*/) {
-    return 0;
-}
-
-static const char *const log_file = "/tmp/log";
+const char *const log_file = "/tmp/log";
 
 class MemoryOfServices : public StoreTest {
 protected:
@@ -217,22 +233,18 @@ protected:
         EXPECT_TRUE(injected > 0 || !runtime_too);
         tally("allocations that failed", injected);
     }
-    static void write(const std::string &file) {
-        fs::create_directories(fs::path(file).parent_path());
-        std::ofstream(file) << "data";
-    }
     ~MemoryOfServices() override { fs::remove_all("/share/Download"); }
 };
 
 TEST_F(MemoryOfServices, RunsOutWhileTasksAreRemoved) {
-    std::int32_t bt = 0, http = 0, results[2] = {};
+    int32_t bt = 0, http = 0, results[2] = {};
     run_out(
         [&] {
             start_afresh();
             bt_db_create_tbl_task();
             http_ftp_db_create_tbl_task();
             for (const char *file : {"/share/Download/a/b/c", "/share/Download/d", "/share/Download/other"}) {
-                write(file);
+                write_file(file);
             }
             BtTaskRecord task = {};
             task.task_torrent_name[0] = 'a';
@@ -265,8 +277,10 @@ TEST_F(MemoryOfServices, RunsOutWhileALogFileIsWritten) {
         [] { err_log(1, ~0U, "%s\n", "a message"); },
         [] {
             err_setdest(nullptr, LOGDEST_STDERR);
-            std::ifstream in(log_file);
-            const std::string text(std::istreambuf_iterator<char>(in), {});
+            const std::string text = content(log_file);
             EXPECT_TRUE(text.empty() || text.ends_with(": a message\n")) << text;
         });
 }
+
+} // namespace
+} // namespace test

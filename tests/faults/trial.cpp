@@ -23,7 +23,9 @@ std::vector<OperationOfTable> operations_to_try() {
     return chosen;
 }
 
-static std::map<std::string, long> figures;
+namespace {
+
+std::map<std::string, long> figures;
 
 class PrintFigures : public testing::Environment {
     void TearDown() override {
@@ -32,8 +34,10 @@ class PrintFigures : public testing::Environment {
         }
     }
 };
-[[maybe_unused]] static const testing::Environment *const prints_figures =
+[[maybe_unused]] const testing::Environment *const prints_figures =
     testing::AddGlobalTestEnvironment(new PrintFigures); // GoogleTest owns it
+
+} // namespace
 
 void tally(const std::string &what, long count) {
     figures[what] += count;
@@ -64,7 +68,7 @@ bool Trial::attempt(const std::function<void()> &arm, const std::function<void()
         start();
     }
     arm();
-    const std::int32_t result = call(operation_);
+    const int32_t result = call(operation_);
     disarm();
 
     EXPECT_EQ(connections(), 0);

@@ -8,7 +8,8 @@
 #include <fstream>
 #include <random>
 
-using namespace test;
+namespace test {
+namespace {
 
 // ---- Boundaries
 
@@ -21,17 +22,17 @@ protected:
     void check_text(std::size_t at);
     void check_number(std::size_t at);
     // A delete of the row that holds the value in its column, or setting the column of that row to it.
-    void check_position(std::uint32_t position, bool serves, const Setter *setter = nullptr);
+    void check_position(uint32_t position, bool serves, const Setter *setter = nullptr);
 };
 
 INSTANTIATE_TEST_SUITE_P(Store, Boundaries, testing::ValuesIn(tables()),
                          [](const auto &table) { return std::string(table.param.name); });
 
-static const std::int64_t numbers[] = {INT32_MIN, -1, 0, INT32_MAX, std::int64_t{1} << 31, INT64_MIN, INT64_MAX};
-static std::vector<std::size_t> lengths(const Field &field) {
+const int64_t numbers[] = {INT32_MIN, -1, 0, INT32_MAX, int64_t{1} << 31, INT64_MIN, INT64_MAX};
+std::vector<std::size_t> lengths(const Field &field) {
     return {field.size - 2, field.size - 1, field.size, field.size + 1, 100'000};
 }
-static std::string text_of(std::size_t length) {
+std::string text_of(std::size_t length) {
     return std::string(length - 1, 'x') + "'";
 }
 
@@ -70,10 +71,10 @@ void Boundaries::check_text(std::size_t at) {
 
 void Boundaries::check_number(std::size_t at) {
     const Kind kind = table.fields[at].kind;
-    for (const std::int64_t number : numbers) {
+    for (const int64_t number : numbers) {
         Record record(table, 1);
         if (kind == Kind::whole_float) {
-            record.set_float(at, static_cast<float>(static_cast<std::int32_t>(number) / 256) - 0.5F);
+            record.set_float(at, static_cast<float>(static_cast<int32_t>(number) / 256) - 0.5F);
         } else {
             record.set(at, number); // cut to the field
         }
@@ -84,7 +85,7 @@ void Boundaries::check_number(std::size_t at) {
     }
 }
 
-void Boundaries::check_position(std::uint32_t position, bool serves, const Setter *setter) {
+void Boundaries::check_position(uint32_t position, bool serves, const Setter *setter) {
     const std::size_t at = std::min<std::size_t>(position, table.fields.size() - 1);
     const Field &field = table.fields[at];
     const auto check = [&](const void *value, const std::string &as_literal) {
@@ -97,10 +98,10 @@ void Boundaries::check_position(std::uint32_t position, bool serves, const Sette
             EXPECT_EQ(table.remove(position, value), serves ? BTDB_OK : BTDB_ERR_PARAM);
             EXPECT_EQ(stored(table).size(), serves ? 1U : 2U);
         } else {
-            const auto key = static_cast<std::int32_t>(std::stoi(rows[0][position_of(table.fields, setter->key)]));
+            const auto key = static_cast<int32_t>(std::stoi(rows[0][position_of(table.fields, setter->key)]));
             EXPECT_EQ(setter->call(key, position, value), serves ? BTDB_OK : BTDB_ERR_PARAM);
             EXPECT_EQ(stored(table) == rows, serves);
-            for (const std::int32_t nobody : {INT32_MIN, -1, 0, INT32_MAX}) {
+            for (const int32_t nobody : {INT32_MIN, -1, 0, INT32_MAX}) {
                 EXPECT_EQ(setter->call(nobody, position, value), serves ? BTDB_ERR_UPDATE : BTDB_ERR_PARAM);
             }
         }
@@ -111,7 +112,7 @@ void Boundaries::check_position(std::uint32_t position, bool serves, const Sette
         }
         return;
     }
-    for (const std::int64_t number : numbers) {
+    for (const int64_t number : numbers) {
         Record record(table, 1);
         if (field.kind == Kind::whole_float) {
             record.set_float(at, static_cast<float>(number));
@@ -142,9 +143,9 @@ TEST_P(Boundaries, HoldForEveryFieldAndPosition) {
         const bool text = columns[at][1] == "TEXT";
         count(text ? 0 : 1, [&] { text ? check_text(at) : check_number(at); });
     }
-    const auto last = static_cast<std::uint32_t>(table.fields.size());
-    for (std::uint32_t position = 0; position <= last + 2; ++position) {
-        const std::uint32_t code = position == last + 1 ? 0x80000000U : position == last + 2 ? 0xffffffffU : position;
+    const auto last = static_cast<uint32_t>(table.fields.size());
+    for (uint32_t position = 0; position <= last + 2; ++position) {
+        const uint32_t code = position == last + 1 ? 0x80000000U : position == last + 2 ? 0xffffffffU : position;
         SCOPED_TRACE(code);
         const auto served_by = [&](const auto &positions) {
             return std::find(positions.begin(), positions.end(), code) != positions.end();
@@ -168,10 +169,10 @@ TEST_F(StoreTest, LooksForTheIdentifierZeroToo) {
     for (const Table &table : tables()) {
         table.create();
     }
-    static const std::int32_t value = 0;
+    static const int32_t value = 0;
     const struct {
-        std::int32_t result;
-        std::int32_t (*call)();
+        int32_t result;
+        int32_t (*call)();
     } calls[] = {
         {BTDB_ERR_UPDATE, [] { return bt_db_update_task_move_folder_by_task_id(0, ""); }},
         {BTDB_ERR_UPDATE, [] { return bt_db_update_task_hash_by_task_id(0, ""); }},
@@ -201,12 +202,12 @@ TEST_F(StoreTest, LooksForTheIdentifierZeroToo) {
 
 // ---- Damage
 
-static std::string bytes_of(const char *file) {
+std::string bytes_of(const char *file) {
     std::ifstream in(file, std::ios::binary);
     return std::string(std::istreambuf_iterator<char>(in), {});
 }
 
-static void damage(std::string &bytes, std::minstd_rand &random) {
+void damage(std::string &bytes, std::minstd_rand &random) {
     const auto anywhere = [&] {
         const auto place = random() % bytes.size();
         // Where SQLite keeps its own: at the beginning of the file, and of each page.
@@ -256,7 +257,7 @@ TEST_F(StoreTest, SurvivesDamagedFiles) {
         for (int i = 0; i < 12; ++i) {
             const auto &[table, operation] = operations[next++ % operations.size()];
             SCOPED_TRACE("file " + std::to_string(file) + ", " + operation.name);
-            const std::int32_t result = call(operation);
+            const int32_t result = call(operation);
             const bool adds = operation.failure == BTDB_ERR_INSERT;
             EXPECT_TRUE(result >= 0 || result == operation.failure || result == BTDB_ERR_OPEN ||
                         (adds && result == BTDB_ERR_QUERY))
@@ -269,3 +270,6 @@ TEST_F(StoreTest, SurvivesDamagedFiles) {
     }
     tally("damaged files", files);
 }
+
+} // namespace
+} // namespace test

@@ -7,7 +7,8 @@
 #include <algorithm>
 #include <set>
 
-using namespace test;
+namespace test {
+namespace {
 
 class BothKinds : public StoreTest {
 protected:
@@ -17,7 +18,7 @@ protected:
     }
 
     // The kind and the identifier of each.
-    static std::vector<std::string> list(std::int32_t filter, std::int32_t start = 0, std::int32_t end = 0) {
+    static std::vector<std::string> list(int32_t filter, int32_t start = 0, int32_t end = 0) {
         std::vector<std::string> keys;
         Listed listed;
         EXPECT_EQ(tq_db_query_task(nullptr, note, 0, start, end, filter, &listed), BTDB_OK);
@@ -53,7 +54,7 @@ TEST_F(StoreTest, SharedIndexNamesGoToTheTaskTableThatIsCreatedFirst) {
 TEST_F(BothKinds, AddressFillsItsBufferAndTellsItsWholeLength) {
     struct {
         std::string table;
-        std::int32_t (*query)(std::int32_t, char *);
+        int32_t (*query)(int32_t, char *);
         std::size_t kept;
     } const kinds[] = {{"BT_TASK", bt_db_query_filename_by_task_id, 1024},
                        {"HTTP_FTP_TASK", http_ftp_db_query_filename_by_task_id, 1023}};
@@ -153,11 +154,11 @@ TEST_F(BothKinds, EachFilterSelectsAndCountsTheSameTasks) {
         decltype(&bt_db_query_task) list;
         decltype(&bt_db_query_task_count) count;
         decltype(&selects_bt) selects;
-        std::int32_t last_filter;
+        int32_t last_filter;
     } const kinds[] = {
         {"bt", bt_db_query_task, bt_db_query_task_count, selects_bt, BT_TASK_FILTER_STATE_5},
         {"http", http_ftp_db_query_task, http_ftp_db_query_task_count, selects_http_ftp, HTTP_FTP_TASK_FILTER_PAUSED}};
-    for (std::int32_t filter = BT_TASK_FILTER_ALL; filter <= BT_TASK_FILTER_STATE_5; ++filter) {
+    for (int32_t filter = BT_TASK_FILTER_ALL; filter <= BT_TASK_FILTER_STATE_5; ++filter) {
         SCOPED_TRACE(filter);
         std::multiset<std::string> of_both;
         for (const auto &kind : kinds) {
@@ -186,7 +187,7 @@ TEST_F(BothKinds, EachFilterSelectsAndCountsTheSameTasks) {
 TEST_F(BothKinds, ListNeedsBothTablesInTheFileItIsGiven) {
     sql("INSERT INTO BT_TASK (task_id) VALUES (1), (2); VACUUM INTO '" + std::string(other_file) +
         "'; DROP TABLE HTTP_FTP_TASK");
-    const std::tuple<const char *, std::int32_t, std::size_t> files[] = {
+    const std::tuple<const char *, int32_t, std::size_t> files[] = {
         {nullptr, BTDB_ERR_QUERY, 0}, {other_file, BTDB_OK, 2}, {"/mnt/missing/tq.db", BTDB_ERR_OPEN, 0}};
     for (const auto &[file, result, rows] : files) {
         Listed listed;
@@ -194,3 +195,6 @@ TEST_F(BothKinds, ListNeedsBothTablesInTheFileItIsGiven) {
         EXPECT_EQ(listed.rows.size(), rows);
     }
 }
+
+} // namespace
+} // namespace test

@@ -6,10 +6,14 @@ namespace test {
 
 #define FIELD(name) KORVO_FIELD(BtAccountRecord, account_##name)
 
-static const std::vector<Field> fields = {FIELD(id), FIELD(host), FIELD(enable), FIELD(user), FIELD(pass)};
+namespace {
 
-static const auto third = sample<BtAccountRecord>(fields, 3);
-static BtAccountRecord *const out = scratch_record<BtAccountRecord>();
+const std::vector<Field> fields = {FIELD(id), FIELD(host), FIELD(enable), FIELD(user), FIELD(pass)};
+
+const auto third = sample<BtAccountRecord>(fields, 3);
+BtAccountRecord *const out = scratch_record<BtAccountRecord>();
+
+} // namespace
 
 #define CALL KORVO_CALL
 #define ENABLED "SELECT * FROM BT_ACCOUNT WHERE account_enable = "

@@ -6,12 +6,16 @@ namespace test {
 
 #define FIELD(name) KORVO_FIELD(BtFileDataRecord, name)
 
-static const std::vector<Field> fields = {FIELD(fdata_id),      FIELD(fdata_command),    FIELD(fdata_task_id),
-                                          FIELD(fdata_checked), FIELD(fdata_file_index), FIELD(fdata_file_path)};
-static const std::vector<std::string> of_file = {"fdata_task_id", "fdata_file_index"};
+namespace {
 
-static const auto third = sample<BtFileDataRecord>(fields, 3);
-static const auto by_file = sample<BtFileDataRecord>(fields, 3, of_file);
+const std::vector<Field> fields = {FIELD(fdata_id),      FIELD(fdata_command),    FIELD(fdata_task_id),
+                                   FIELD(fdata_checked), FIELD(fdata_file_index), FIELD(fdata_file_path)};
+const std::vector<std::string> of_file = {"fdata_task_id", "fdata_file_index"};
+
+const auto third = sample<BtFileDataRecord>(fields, 3);
+const auto by_file = sample<BtFileDataRecord>(fields, 3, of_file);
+
+} // namespace
 
 #define CALL KORVO_CALL
 #define FIRST "FROM BT_FDATA WHERE fdata_command = 101 AND fdata_task_id = 102;"

@@ -6,14 +6,18 @@ namespace test {
 
 #define FIELD(name) KORVO_FIELD(BtInfoDataRecord, infodata_##name)
 
-static const std::vector<Field> fields = {
+namespace {
+
+const std::vector<Field> fields = {
     FIELD(id),          FIELD(command),  FIELD(task_id), FIELD(sender_pid),    FIELD(creation_date),
     FIELD(name),        FIELD(comment),  FIELD(creator), FIELD(piece_length),  FIELD(num_pieces),
     FIELD(infohash),    FIELD(trackers), FIELD(error),   FIELD(next_announce), FIELD(active_time),
     FIELD(seeding_time)};
 
-static const auto third = sample<BtInfoDataRecord>(fields, 3);
-static const auto by_task = sample<BtInfoDataRecord>(fields, 3, {"infodata_task_id"});
+const auto third = sample<BtInfoDataRecord>(fields, 3);
+const auto by_task = sample<BtInfoDataRecord>(fields, 3, {"infodata_task_id"});
+
+} // namespace
 
 #define CALL KORVO_CALL
 #define FIRST "FROM BT_INFODATA WHERE infodata_command = 101 AND infodata_task_id = 102 AND infodata_sender_pid = 103;"

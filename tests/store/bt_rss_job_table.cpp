@@ -6,12 +6,16 @@ namespace test {
 
 #define FIELD(name) KORVO_FIELD(BtRssJobRecord, rss_job_##name)
 
-static const std::vector<Field> fields = {
+namespace {
+
+const std::vector<Field> fields = {
     FIELD(id),      FIELD(name),     FIELD(filter),     FIELD(exclusion_filter), FIELD(url_applied),
     FIELD(quality), FIELD(interval), FIELD(last_check), FIELD(enable_episode),   FIELD(episode)};
 
-static const auto third = sample<BtRssJobRecord>(fields, 3);
-static BtRssJobRecord *const out = scratch_record<BtRssJobRecord>();
+const auto third = sample<BtRssJobRecord>(fields, 3);
+BtRssJobRecord *const out = scratch_record<BtRssJobRecord>();
+
+} // namespace
 
 #define CALL KORVO_CALL
 #define LATEST "SELECT rss_job_id FROM BT_RSS_JOB ORDER BY rss_job_id DESC LIMIT 1;"

@@ -6,12 +6,16 @@ namespace test {
 
 #define FIELD(name) KORVO_FIELD(BtRssRecord, rss_##name)
 
-static const std::vector<Field> fields = {
+namespace {
+
+const std::vector<Field> fields = {
     FIELD(id),        FIELD(url), FIELD(title), FIELD(enclosure_url), FIELD(keyword), FIELD(user_def_title),
     FIELD(downloaded)};
 
-static const auto third = sample<BtRssRecord>(fields, 3);
-static BtRssRecord *const out = scratch_record<BtRssRecord>();
+const auto third = sample<BtRssRecord>(fields, 3);
+BtRssRecord *const out = scratch_record<BtRssRecord>();
+
+} // namespace
 
 #define CALL KORVO_CALL
 #define LATEST "SELECT rss_id FROM BT_RSS ORDER BY rss_id DESC LIMIT 1;"

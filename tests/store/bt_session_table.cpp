@@ -6,12 +6,16 @@ namespace test {
 
 #define FIELD(name) KORVO_FIELD(BtSessionRecord, name)
 
-static const std::vector<Field> fields = {FIELD(session_id),    FIELD(total_download), FIELD(total_upload),
-                                          FIELD(download_rate), FIELD(upload_rate),    FIELD(pause_all_time)};
+namespace {
 
-static const auto third = sample<BtSessionRecord>(fields, 3);
-static const auto by_id = sample<BtSessionRecord>(fields, 3, {"session_id"});
-static BtSessionRecord *const out = scratch_record<BtSessionRecord>();
+const std::vector<Field> fields = {FIELD(session_id),    FIELD(total_download), FIELD(total_upload),
+                                   FIELD(download_rate), FIELD(upload_rate),    FIELD(pause_all_time)};
+
+const auto third = sample<BtSessionRecord>(fields, 3);
+const auto by_id = sample<BtSessionRecord>(fields, 3, {"session_id"});
+BtSessionRecord *const out = scratch_record<BtSessionRecord>();
+
+} // namespace
 
 #define CALL KORVO_CALL
 

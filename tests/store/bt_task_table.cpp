@@ -9,7 +9,9 @@ namespace test {
 
 #define FIELD(name) KORVO_FIELD(BtTaskRecord, task_##name)
 
-static const std::vector<Field> fields = {
+namespace {
+
+const std::vector<Field> fields = {
     FIELD(id),
     FIELD(torrent_name),
     FIELD(filename),
@@ -42,32 +44,36 @@ static const std::vector<Field> fields = {
 };
 
 // What the two whole-record updates write.
-static std::vector<std::string> progress() {
+std::vector<std::string> progress() {
     return all_but({"task_id", "task_filename", "task_start_time", "task_move_folder", "task_hash", "task_type",
                     "task_magnet_link", "task_record"},
                    fields);
 }
 
-static BtTaskRecord third = [] {
+BtTaskRecord third = [] {
     auto task = sample<BtTaskRecord>(fields, 3);
     task.task_record = 0; // as the add stores it
     return task;
 }();
-static const auto by_name = sample<BtTaskRecord>(fields, 3, {"task_torrent_name"});
-static const auto by_hash = sample<BtTaskRecord>(fields, 3, {"task_hash"});
+const auto by_name = sample<BtTaskRecord>(fields, 3, {"task_torrent_name"});
+const auto by_hash = sample<BtTaskRecord>(fields, 3, {"task_hash"});
 
-static std::string rewriting(const BtTaskRecord &task, const char *where) {
+std::string rewriting(const BtTaskRecord &task, const char *where) {
     return "UPDATE BT_TASK SET \t" + assignments(fields, &task, progress()) + " \tWHERE " + where;
 }
 
-static BtTaskRecord *const out = scratch_record<BtTaskRecord>();
-static const std::int32_t lowest = INT32_MIN;
+BtTaskRecord *const out = scratch_record<BtTaskRecord>();
+const int32_t lowest = INT32_MIN;
+
+} // namespace
 
 #define CALL KORVO_CALL
 #define BY "SELECT * FROM BT_TASK WHERE "
 #define LATEST "SELECT task_id FROM BT_TASK ORDER BY task_id DESC LIMIT 1;"
 
-static std::vector<Operation> task_operations() {
+namespace {
+
+std::vector<Operation> task_operations() {
     std::vector<Operation> all = {
         deletes(CALL(bt_db_del_task, 5, &lowest), "DELETE FROM BT_TASK WHERE task_progress = -2147483648;"),
         adds(CALL(bt_db_add_task, &third), {insertion("BT_TASK", fields, &third), LATEST}),
@@ -99,13 +105,15 @@ static std::vector<Operation> task_operations() {
         queries(CALL(bt_db_query_task_by_task_type, INT32_MIN, deliver, nullptr),
                 BY "(task_type = -2147483648) ORDER BY task_queue_position;"),
     };
-    for (std::int32_t filter = 0; filter < std::ssize(bt_where); ++filter) {
+    for (int32_t filter = 0; filter < std::ssize(bt_where); ++filter) {
         all.push_back(queries(call_of("count " + std::to_string(filter), bt_db_query_task_count, up_to(6, filter)),
                               "SELECT COUNT(*) FROM BT_TASK " + std::string(bt_where[filter]) + ";",
                               filter == BT_TASK_FILTER_ALL ? 2 : 0));
     }
     return all;
 }
+
+} // namespace
 
 #define READ_BY(key) read_by<&BtTaskRecord::task_##key, bt_db_query_data_by_task_##key>
 

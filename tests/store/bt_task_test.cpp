@@ -4,7 +4,8 @@
 
 #include <cmath>
 
-using namespace test;
+namespace test {
+namespace {
 
 class BtTask : public StoreTest {
 protected:
@@ -35,7 +36,7 @@ TEST_F(BtTask, KeepsSixDecimalsOfTheRatingAndReadsItAsAWholeNumber) {
     for (const auto &expected : cases) {
         BtTaskRecord task = {};
         task.task_rating = expected.rating;
-        const std::int32_t id = bt_db_add_task(&task);
+        const int32_t id = bt_db_add_task(&task);
         EXPECT_EQ(sql("SELECT task_rating FROM BT_TASK ORDER BY task_id DESC")[0][0], expected.stored);
         EXPECT_EQ(bt_db_query_data_by_task_id(id, &task), BTDB_OK);
         EXPECT_EQ(task.task_rating, expected.read);
@@ -63,3 +64,6 @@ TEST_F(BtTask, RowForACallbackReportsWhatSqliteReports) {
     EXPECT_EQ(calls, 1);
     EXPECT_EQ(bt_db_query_data_by_task_id_with_callback(nullptr, 1, nullptr), 0);
 }
+
+} // namespace
+} // namespace test

@@ -4,7 +4,8 @@
 
 #include <cstring>
 
-using namespace test;
+namespace test {
+namespace {
 
 TEST_F(StoreTest, FactsOfATaskWithANegativeIdentifierAreOverwrittenToo) {
     fill(bt_infodata_table(), 0);
@@ -31,8 +32,11 @@ TEST_F(StoreTest, AnAccountIsOverwrittenByTheIdentifierBesideTheRecord) {
     second.set(0, 2);
     const Rows expected = {record.row(), second.row()};
     EXPECT_EQ(stored(table), expected);
-    for (const std::int32_t missing : {3, 0, -1}) {
+    for (const int32_t missing : {3, 0, -1}) {
         EXPECT_EQ(bt_account_update(&account, missing), BTDB_ERR_UPDATE);
     }
     EXPECT_EQ(stored(table), expected);
 }
+
+} // namespace
+} // namespace test

@@ -9,7 +9,9 @@ namespace test {
 
 #define FIELD(name) KORVO_FIELD(HttpFtpTaskRecord, task_##name)
 
-static const std::vector<Field> fields = {
+namespace {
+
+const std::vector<Field> fields = {
     FIELD(id),          FIELD(pid),         FIELD(filename),         FIELD(state),
     FIELD(progress),    FIELD(total_size),  FIELD(total_downloaded), FIELD(download_rate),
     FIELD(start_time),  FIELD(finish_time), FIELD(time_left),        FIELD(is_paused),
@@ -18,18 +20,20 @@ static const std::vector<Field> fields = {
 };
 
 // What the whole-record update writes.
-static std::vector<std::string> progress() {
+std::vector<std::string> progress() {
     return all_but({"task_id", "task_pid", "task_start_time", "task_type", "task_username", "task_password",
                     "task_move_folder", "task_savename", "task_queue_position"},
                    fields);
 }
 
-static const auto third = sample<HttpFtpTaskRecord>(fields, 3);
-static const auto by_address = sample<HttpFtpTaskRecord>(fields, 3, {"task_filename"});
+const auto third = sample<HttpFtpTaskRecord>(fields, 3);
+const auto by_address = sample<HttpFtpTaskRecord>(fields, 3, {"task_filename"});
 
-static HttpFtpTaskRecord *const out = scratch_record<HttpFtpTaskRecord>();
-static const std::int32_t lowest = INT32_MIN;
-static const std::int64_t large = INT64_MIN;
+HttpFtpTaskRecord *const out = scratch_record<HttpFtpTaskRecord>();
+const int32_t lowest = INT32_MIN;
+const int64_t large = INT64_MIN;
+
+} // namespace
 
 #define CALL KORVO_CALL
 #define SELECT "SELECT * FROM HTTP_FTP_TASK "
@@ -42,8 +46,10 @@ static const std::int64_t large = INT64_MIN;
 #define HTTP "(task_filename like 'http%')"
 #define FTP "(task_filename like 'ftp%')"
 
+namespace {
+
 // On rows of which each query of the downloader finds some.
-static Operation dispatches(Operation operation) {
+Operation dispatches(Operation operation) {
     operation.before = "INSERT INTO HTTP_FTP_TASK (task_state, task_is_paused, task_pid, task_type, task_filename) "
                        "VALUES (1, 0, 0, 0, 'http:'), (1, 0, 0, 1, 'ftp:'), (2, 0, 0, 0, 'http:'), "
                        "(2, 0, 0, 0, 'ftp:'), (2, 0, 7, 1, 'x'), (2, 0, 8, 1, 'http:')";
@@ -51,7 +57,7 @@ static Operation dispatches(Operation operation) {
 }
 
 // The listing of both kinds needs the other table too. A finished task goes with BitTorrent's state 5 in it.
-static Operation lists_both(std::int32_t filter) {
+Operation lists_both(int32_t filter) {
     const std::string bt_part =
         "SELECT task_start_time,task_id,task_torrent_name,task_state,task_download_rate,task_upload_rate,task_rating,"
         "task_total_wanted_done,\ttask_total_wanted,task_progress,task_finish_time,task_time_left,task_is_paused,"
@@ -73,7 +79,7 @@ static Operation lists_both(std::int32_t filter) {
     return operation;
 }
 
-static std::vector<Operation> task_operations() {
+std::vector<Operation> task_operations() {
     std::vector<Operation> all = {
         deletes(CALL(http_ftp_db_del_task, 4, &lowest), "DELETE FROM HTTP_FTP_TASK WHERE task_progress = -2147483648;"),
         adds(CALL(http_ftp_db_add_task, &third), {insertion("HTTP_FTP_TASK", fields, &third, "", "")}),
@@ -127,25 +133,27 @@ static std::vector<Operation> task_operations() {
     for (const auto &[call, where, count] : counts) {
         all.push_back(dispatches(queries(call, COUNT + std::string(where), count)));
     }
-    for (std::int32_t filter = 0; filter < std::ssize(http_ftp_where); ++filter) {
+    for (int32_t filter = 0; filter < std::ssize(http_ftp_where); ++filter) {
         all.push_back(
             queries(call_of("count " + std::to_string(filter), http_ftp_db_query_task_count, up_to(5, filter)),
                     COUNT + std::string(http_ftp_where[filter]) + ";", filter == HTTP_FTP_TASK_FILTER_ALL ? 2 : 0));
     }
-    for (std::int32_t filter = 0; filter < std::ssize(bt_where); ++filter) {
+    for (int32_t filter = 0; filter < std::ssize(bt_where); ++filter) {
         all.push_back(lists_both(filter));
     }
     return all;
 }
 
 // The rate is narrow in the record and wide for these.
-template <auto update> static std::int32_t set(std::int32_t key, std::uint32_t field, const void *value) {
+template <auto update> int32_t set(int32_t key, uint32_t field, const void *value) {
     if (value == nullptr || field != HTTP_FTP_TASK_FIELD_DOWNLOAD_RATE) {
         return update(key, field, value);
     }
-    const std::int64_t wide = *static_cast<const std::int32_t *>(value);
+    const int64_t wide = *static_cast<const int32_t *>(value);
     return update(key, field, &wide);
 }
+
+} // namespace
 
 Table http_ftp_task_table() {
     return {

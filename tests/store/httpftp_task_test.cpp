@@ -2,7 +2,8 @@
 
 #include "support.h"
 
-using namespace test;
+namespace test {
+namespace {
 
 class HttpFtpTask : public StoreTest {
 protected:
@@ -29,28 +30,27 @@ protected:
 
 TEST_F(HttpFtpTask, DownloaderPicksTheOldestQueuedAndTheNewestRunningOfItsKind) {
     struct {
-        std::int32_t (*pick)(HttpFtpTaskRecord *, std::int32_t);
+        int32_t (*pick)(HttpFtpTaskRecord *, int32_t);
         std::vector<int> in_turn;
         bool excludes = true;
-    } const queries[] = {{http_ftp_db_query_next_queued_task, {11, 12, 13, 14, 15}},
-                         {http_ftp_db_query_next_queued_task_no_rapidshare, {11, 13, 15}},
-                         {http_ftp_db_query_next_queued_task_only_rapidshare, {12}},
-                         {http_db_query_next_queued_task_no_rapidshare, {11}},
-                         {ftp_db_query_next_queued_task, {13, 14}},
-                         {http_ftp_db_query_next_running_task, {25, 24, 23, 22, 21}},
-                         {http_db_query_next_running_task, {22, 21}},
-                         {ftp_db_query_next_running_task, {24, 23}},
-                         {[](HttpFtpTaskRecord *record, std::int32_t) {
-                              return http_ftp_db_query_next_running_task_without_pid(record);
-                          },
-                          {25, 24, 21},
-                          false}};
+    } const queries[] = {
+        {http_ftp_db_query_next_queued_task, {11, 12, 13, 14, 15}},
+        {http_ftp_db_query_next_queued_task_no_rapidshare, {11, 13, 15}},
+        {http_ftp_db_query_next_queued_task_only_rapidshare, {12}},
+        {http_db_query_next_queued_task_no_rapidshare, {11}},
+        {ftp_db_query_next_queued_task, {13, 14}},
+        {http_ftp_db_query_next_running_task, {25, 24, 23, 22, 21}},
+        {http_db_query_next_running_task, {22, 21}},
+        {ftp_db_query_next_running_task, {24, 23}},
+        {[](HttpFtpTaskRecord *record, int32_t) { return http_ftp_db_query_next_running_task_without_pid(record); },
+         {25, 24, 21},
+         false}};
     for (const auto &[pick, in_turn, excludes] : queries) {
         SCOPED_TRACE(testing::PrintToString(in_turn));
         start();
         HttpFtpTaskRecord found;
         for (std::size_t at = 0; at < in_turn.size(); ++at) {
-            for (const std::int32_t nobody : {0, -1, INT32_MIN, 99999}) {
+            for (const int32_t nobody : {0, -1, INT32_MIN, 99999}) {
                 found = {};
                 EXPECT_EQ(pick(&found, nobody), BTDB_OK);
                 EXPECT_EQ(found.task_id, in_turn[at]);
@@ -100,3 +100,6 @@ TEST_F(HttpFtpTask, ProcessIsNoNegativeNumber) {
     EXPECT_EQ(http_ftp_db_query_pid_by_task_id(13), 7);
     EXPECT_EQ(http_ftp_db_query_pid_by_task_id(10), BTDB_ERR_QUERY);
 }
+
+} // namespace
+} // namespace test

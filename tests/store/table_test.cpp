@@ -9,7 +9,8 @@
 #include <sys/stat.h>
 #include <utility>
 
-using namespace test;
+namespace test {
+namespace {
 
 // ---- Each operation of each table: the frame around its statement, and how it fails
 
@@ -103,13 +104,13 @@ protected:
     const Table &table = GetParam();
     Rows ids() { return sql("SELECT " + std::string(table.fields[0].column) + " FROM " + table.name + " ORDER BY 1"); }
     // The places of its columns, and some that are none; which of them an operation serves.
-    std::vector<std::uint32_t> positions() const {
-        std::vector<std::uint32_t> all(table.fields.size() + 1);
+    std::vector<uint32_t> positions() const {
+        std::vector<uint32_t> all(table.fields.size() + 1);
         std::iota(all.begin(), all.end(), 0U);
         all.insert(all.end(), {0x80000000U, 0xffffffffU});
         return all;
     }
-    static bool contains(const std::vector<std::uint32_t> &served, std::uint32_t position) {
+    static bool contains(const std::vector<uint32_t> &served, uint32_t position) {
         return std::find(served.begin(), served.end(), position) != served.end();
     }
     // What its updates write, each single column of a setter among them.
@@ -117,10 +118,10 @@ protected:
         std::vector<Update> all = table.updates;
         for (const Setter &setter : table.setters) {
             const std::size_t key = position_of(table.fields, setter.key);
-            for (const std::uint32_t position : setter.positions) {
+            for (const uint32_t position : setter.positions) {
                 all.push_back({[this, &setter, key, position](void *record) {
                                    const auto *bytes = static_cast<const char *>(record);
-                                   return setter.call(as<std::int32_t>(bytes + table.fields[key].offset), position,
+                                   return setter.call(as<int32_t>(bytes + table.fields[key].offset), position,
                                                       bytes + table.fields[position].offset);
                                },
                                {setter.key},
@@ -187,7 +188,7 @@ TEST_P(EveryTable, GivesEachIdentifierOnceUntilItIsDropped) {
 }
 
 // Values that a record may hold: one of each kind goes into every field.
-static std::vector<Record> hostile_records(const Table &table) {
+std::vector<Record> hostile_records(const Table &table) {
     std::string every_low, every_high;
     for (int c = 1; c < 256; ++c) {
         (c < 0x80 ? every_low : every_high) += static_cast<char>(c);
@@ -201,7 +202,7 @@ static std::vector<Record> hostile_records(const Table &table) {
                                  std::string(4096, '\''),
                                  std::string(4096, 'x'),
                                  ""};
-    const std::int64_t numbers[] = {INT64_MIN, INT64_MAX, INT32_MIN, INT32_MAX, -1, 0};
+    const int64_t numbers[] = {INT64_MIN, INT64_MAX, INT32_MIN, INT32_MAX, -1, 0};
     std::vector<Record> records;
     for (std::size_t i = 0; i < std::size(texts); ++i) {
         Record &record = records.emplace_back(table, 7);
@@ -240,7 +241,7 @@ TEST_P(EveryTable, ReadsOnlyTheRowOfTheKey) {
     for (const Read &read : table.reads) {
         Record found(table);
         const Row blank = found.row();
-        for (const std::int64_t id : {9, 0}) {
+        for (const int64_t id : {9, 0}) {
             missing.set(0, id);
             EXPECT_EQ(read(missing.data(), found.data()), BTDB_ERR_QUERY);
         }
@@ -256,7 +257,7 @@ TEST_P(EveryTable, ReadsForeignValuesWithoutWritingPastAField) {
     for (std::size_t at = 1; !table.reads.empty() && at < table.fields.size(); ++at) {
         const Field &field = table.fields[at];
         const std::string just_too_long = too_long.substr(0, field.size);
-        const std::tuple<std::string, std::string, std::int64_t> values[] = {
+        const std::tuple<std::string, std::string, int64_t> values[] = {
             {"NULL", "", 0},
             {"zeroblob(4)", "", 0},
             {"x'616263'", "abc", 0},
@@ -276,7 +277,7 @@ TEST_P(EveryTable, ReadsForeignValuesWithoutWritingPastAField) {
             if (field.kind == Kind::text) {
                 expected.set(at, text);
             } else if (field.kind == Kind::whole_float) {
-                expected.set_float(at, static_cast<float>(static_cast<std::int32_t>(number)));
+                expected.set_float(at, static_cast<float>(static_cast<int32_t>(number)));
             } else {
                 expected.set(at, number);
             }
@@ -331,7 +332,7 @@ TEST_P(EveryTable, SetsNoColumnThatItDoesNotServe) {
     const Record first(table, 1);
     Recording recording;
     for (const Setter &setter : table.setters) {
-        for (const std::uint32_t position : positions()) {
+        for (const uint32_t position : positions()) {
             SCOPED_TRACE(setter.name + std::to_string(position));
             EXPECT_EQ(setter.call(1, position, nullptr), BTDB_ERR_PARAM);
             if (!contains(setter.positions, position)) {
@@ -347,7 +348,7 @@ TEST_P(EveryTable, DeletesByTheColumnsItServesAndByNoOther) {
         return;
     }
     Record first(table, 1), missing(table, 9);
-    for (const std::uint32_t selector : positions()) {
+    for (const uint32_t selector : positions()) {
         SCOPED_TRACE(selector);
         start_afresh();
         fill(table);
@@ -411,7 +412,7 @@ TEST_P(EveryTable, ListsFromTheFileItIsGiven) {
         fill(table, 3);
         const Rows all = sql(listing.select);
         sql("VACUUM INTO '" + std::string(other_file) + "'");
-        const auto list_from = [&](const char *file, std::int32_t result, const Rows &rows) {
+        const auto list_from = [&](const char *file, int32_t result, const Rows &rows) {
             Listed listed;
             EXPECT_EQ(listing.call(file, note, 0, 0, &listed), result) << listing.select << " " << file;
             EXPECT_EQ(listed.rows, rows);
@@ -450,3 +451,6 @@ TEST_F(StoreTest, ObeysTheModeOfItsFile) {
         EXPECT_EQ(mode(), writable ? 0660U : 0440U);
     }
 }
+
+} // namespace
+} // namespace test

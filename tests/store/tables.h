@@ -35,7 +35,7 @@ template <class T> constexpr Kind kind_of() {
     } else if constexpr (std::is_same_v<T, float>) {
         return Kind::whole_float;
     } else {
-        return std::is_same_v<T, std::int64_t> ? Kind::int64 : Kind::int32;
+        return std::is_same_v<T, int64_t> ? Kind::int64 : Kind::int32;
     }
 }
 
@@ -45,29 +45,29 @@ template <class T> constexpr Kind kind_of() {
     }
 
 // For an operation that reports failures with SQLite's own code.
-constexpr std::int32_t sqlite_code = std::numeric_limits<std::int32_t>::max();
+constexpr int32_t sqlite_code = std::numeric_limits<int32_t>::max();
 
 // A call by its wording, and the same call with one argument at, or past, an end of what it may be.
 struct Call {
     std::string name;
-    std::function<std::int32_t()> call;
-    std::vector<std::function<std::int32_t()>> accepted = {}, refused = {};
+    std::function<int32_t()> call;
+    std::vector<std::function<int32_t()>> accepted = {}, refused = {};
 };
 
 // One call, made on a table that holds sample records 1 and 2 as its rows.
 // Reads go to `scratch`, listings to `deliver`.
 struct Operation : Call {
-    std::int32_t success;
-    std::int32_t failure;                // the table is missing, the file is locked, memory ran out
+    int32_t success;
+    int32_t failure;                     // the table is missing, the file is locked, memory ran out
     std::vector<std::string> statements; // as SQLite receives them, each on a connection of its own
     bool waits = true;                   // for a lock
     std::string before = {};             // SQL that makes ready for it
 };
 
-using Read = std::int32_t (*)(const void *keys, void *record);
+using Read = int32_t (*)(const void *keys, void *record);
 
 struct Update {
-    std::function<std::int32_t(void *record)> call;
+    std::function<int32_t(void *record)> call;
     std::vector<std::string> keys; // columns
     std::vector<std::string> writes;
 };
@@ -75,13 +75,13 @@ struct Update {
 // Sets one column of the key's rows to the value that is pointed to.
 struct Setter {
     const char *name;
-    std::int32_t (*call)(std::int32_t key, std::uint32_t position, const void *value);
+    int32_t (*call)(int32_t key, uint32_t position, const void *value);
     const char *key;
-    std::vector<std::uint32_t> positions; // those that it serves
+    std::vector<uint32_t> positions; // those that it serves
 };
 
 struct Listing {
-    std::int32_t (*call)(const char *file, TqRowCallback callback, std::int32_t start, std::int32_t end, void *context);
+    int32_t (*call)(const char *file, TqRowCallback callback, int32_t start, int32_t end, void *context);
     std::string select; // the same rows and columns
     bool paged = true;
 };
@@ -91,17 +91,17 @@ struct Table {
     std::vector<std::string> schema; // the CREATE statements as SQLite is to receive them, the table's first
     std::size_t record_size;
     std::vector<Field> fields; // in column order
-    std::int32_t (*create)();
-    std::int32_t (*drop)();
-    std::int32_t (*flush)();
-    std::int32_t (*add)(void *record);
+    int32_t (*create)();
+    int32_t (*drop)();
+    int32_t (*flush)();
+    int32_t (*add)(void *record);
     bool add_tells_id = true;     // else BTDB_OK
     std::vector<Read> reads = {}; // the first by identifier
     std::vector<Update> updates = {};
     std::vector<Setter> setters = {};
-    std::int32_t (*remove)(std::uint32_t selector, const void *value) = nullptr;
-    std::vector<std::uint32_t> selectors = {}; // those that it serves
-    bool drop_and_remove_wait = true;          // for a lock
+    int32_t (*remove)(uint32_t selector, const void *value) = nullptr;
+    std::vector<uint32_t> selectors = {}; // those that it serves
+    bool drop_and_remove_wait = true;     // for a lock
     std::vector<Listing> listings;
     std::vector<Operation> operations; // besides those that follow from the members above
 };
@@ -146,18 +146,18 @@ template <class T> const T &as(const void *record) {
     return *static_cast<const T *>(record);
 }
 
-template <class T> std::int32_t pass(std::int32_t (*operation)(T *), void *record) {
+template <class T> int32_t pass(int32_t (*operation)(T *), void *record) {
     return operation(static_cast<T *>(record));
 }
-template <auto operation> std::int32_t with_record(void *record) {
+template <auto operation> int32_t with_record(void *record) {
     return pass(operation, record);
 }
 
 template <class T, class Field, class Key>
-std::int32_t read(Field T::*key, std::int32_t (*operation)(Key, T *), const void *keys, void *record) {
+int32_t read(Field T::*key, int32_t (*operation)(Key, T *), const void *keys, void *record) {
     return operation(as<T>(keys).*key, static_cast<T *>(record));
 }
-template <auto key, auto operation> std::int32_t read_by(const void *keys, void *record) {
+template <auto key, auto operation> int32_t read_by(const void *keys, void *record) {
     return read(key, operation, keys, record);
 }
 
@@ -169,10 +169,10 @@ Update sets(const char *key_column, Key T::*key, const char *column, Value T::*v
 
 // A string that is read into a buffer of 1024 bytes. A query that fails leaves an empty string in it, and writes no
 // more.
-template <auto query> std::int32_t read_text(std::int32_t id, char *buffer) {
+template <auto query> int32_t read_text(int32_t id, char *buffer) {
     std::string own(1024, '\xa5'), empty = own;
     empty[0] = '\0';
-    const std::int32_t length = query(id, buffer != nullptr ? own.data() : nullptr);
+    const int32_t length = query(id, buffer != nullptr ? own.data() : nullptr);
     if (length >= 0) {
         own.copy(buffer, own.size());
     } else if (length == BTDB_ERR_QUERY) {
@@ -192,27 +192,27 @@ std::string assignments(const std::vector<Field> &fields, const void *record, co
 
 // A listing that passes on `file`, `callback`, `context` and, when it is paged, `start` and `end`.
 #define KORVO_LISTING(...)                                                                                             \
-    [](const char *file, TqRowCallback callback, [[maybe_unused]] std::int32_t start,                                  \
-       [[maybe_unused]] std::int32_t end, void *context) { return __VA_ARGS__; }
+    [](const char *file, TqRowCallback callback, [[maybe_unused]] int32_t start, [[maybe_unused]] int32_t end,         \
+       void *context) { return __VA_ARGS__; }
 
 // ---- Calls
 
 // An argument that may be anything from 0 to the highest, and nothing else.
 struct Limited {
-    std::int32_t value;
-    std::int32_t highest;
+    int32_t value;
+    int32_t highest;
 };
-inline Limited up_to(std::int32_t highest, std::int32_t value) {
+inline Limited up_to(int32_t highest, int32_t value) {
     return {value, highest};
 }
-inline Limited natural(std::int32_t value) {
-    return up_to(std::numeric_limits<std::int32_t>::max(), value);
+inline Limited natural(int32_t value) {
+    return up_to(std::numeric_limits<int32_t>::max(), value);
 }
 
 template <class Argument> const Argument &value_of(const Argument &argument) {
     return argument;
 }
-inline std::int32_t value_of(const Limited &argument) {
+inline int32_t value_of(const Limited &argument) {
     return argument.value;
 }
 
@@ -226,8 +226,8 @@ void vary(Call &call, Function *function, const Arguments &arguments, const Argu
     };
     if constexpr (std::is_same_v<Argument, Limited>) {
         call.accepted.insert(call.accepted.end(), {with(0), with(argument.highest)});
-        call.refused.insert(call.refused.end(), {with(-1), with(std::numeric_limits<std::int32_t>::min())});
-        if (argument.highest < std::numeric_limits<std::int32_t>::max()) {
+        call.refused.insert(call.refused.end(), {with(-1), with(std::numeric_limits<int32_t>::min())});
+        if (argument.highest < std::numeric_limits<int32_t>::max()) {
             call.refused.push_back(with(argument.highest + 1));
         }
     } else if constexpr (std::is_pointer_v<Argument> && !std::is_function_v<std::remove_pointer_t<Argument>>) {
@@ -236,7 +236,7 @@ void vary(Call &call, Function *function, const Arguments &arguments, const Argu
 }
 
 template <class... Parameters, class... Arguments>
-Call call_of(std::string name, std::int32_t (*function)(Parameters...), Arguments... arguments) {
+Call call_of(std::string name, int32_t (*function)(Parameters...), Arguments... arguments) {
     const std::tuple<Parameters...> values(value_of(arguments)...);
     Call call = {std::move(name), [=] { return std::apply(function, values); }};
     [&]<std::size_t... at>(std::index_sequence<at...> /*positions*/) {
@@ -254,11 +254,11 @@ inline Operation deletes(Call call, std::string statement, bool waits = true) {
 inline Operation updates(Call call, std::string statement) {
     return {std::move(call), BTDB_OK, BTDB_ERR_UPDATE, {std::move(statement)}};
 }
-inline Operation queries(Call call, std::string statement, std::int32_t success = BTDB_OK) {
+inline Operation queries(Call call, std::string statement, int32_t success = BTDB_OK) {
     return {std::move(call), success, BTDB_ERR_QUERY, {std::move(statement)}};
 }
 // The third row's add, by the INSERT and, where the identifier is read by a statement of its own, that statement.
-inline Operation adds(Call call, std::vector<std::string> statements, std::int32_t success = 3) {
+inline Operation adds(Call call, std::vector<std::string> statements, int32_t success = 3) {
     return {std::move(call), success, BTDB_ERR_INSERT, std::move(statements)};
 }
 

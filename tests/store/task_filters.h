@@ -28,7 +28,7 @@ struct State {
     int id, state, paused, download, upload;
 };
 
-inline bool selects_bt(std::int32_t filter, const State &task) {
+inline bool selects_bt(int32_t filter, const State &task) {
     const bool unfinished = (task.state >= 1 && task.state <= 4) || task.state == 7;
     switch (filter) {
     case BT_TASK_FILTER_RUNNING:
@@ -49,7 +49,7 @@ inline bool selects_bt(std::int32_t filter, const State &task) {
 }
 
 // Its own filters, and as BitTorrent's state 5 in the list of both kinds.
-inline bool selects_http_ftp(std::int32_t filter, const State &task) {
+inline bool selects_http_ftp(int32_t filter, const State &task) {
     const bool unfinished = task.state == 1 || task.state == 2;
     switch (filter) {
     case HTTP_FTP_TASK_FILTER_RUNNING:

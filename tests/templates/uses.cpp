@@ -8,7 +8,7 @@ using korvo::statement;
 using korvo::statement_of;
 using korvo::Text;
 
-void use([[maybe_unused]] const char *text, [[maybe_unused]] std::int32_t number, [[maybe_unused]] std::int64_t wide,
+void use([[maybe_unused]] const char *text, [[maybe_unused]] int32_t number, [[maybe_unused]] int64_t wide,
          [[maybe_unused]] float fraction, [[maybe_unused]] const void *value) {
     [[maybe_unused]] const Text fragment = statement<"WHERE a LIKE '%%'">();
     [[maybe_unused]] char field[9] = "";
