@@ -2,7 +2,6 @@
 #include "trial.h"
 
 #include <algorithm>
-#include <csignal>
 #include <cstring>
 #include <sqlite3.h>
 #include <utility>
@@ -53,18 +52,8 @@ bool strikes(On operation) {
 }
 
 // SQLITE_OK, or what the operation is to return.
-int meets(
-    On operation, int error, const std::function<void()> &half = [] {}) {
-    if (!strikes(operation)) {
-        return SQLITE_OK;
-    }
-    if (armed->kind == Accident::kills_halfway) {
-        half();
-    }
-    if (armed->kind == Accident::kills || armed->kind == Accident::kills_halfway) {
-        std::raise(SIGKILL);
-    }
-    return armed->kind == Accident::is_full ? SQLITE_FULL : error;
+int meets(On operation, int error) {
+    return !strikes(operation) ? SQLITE_OK : armed->is_full ? SQLITE_FULL : error;
 }
 
 // ---- The layer below SQLite. Behind each of our files stands the system's.
@@ -89,26 +78,17 @@ template <auto method, class... Args> int passes_always(sqlite3_file *file, Args
     return (real(file)->pMethods->*method)(real(file), args...);
 }
 
-int write(sqlite3_file *file, const void *data, int size, sqlite3_int64 at) {
-    const auto put = [&](int part) { return real(file)->pMethods->xWrite(real(file), data, part, at); };
-    const int met = meets(On::write, SQLITE_IOERR_WRITE, [&] { put(size / 2); });
-    return met != SQLITE_OK ? met : put(size);
-}
-
 int close(sqlite3_file *file) {
     return real(file)->pMethods->xClose(real(file));
 }
 
-} // namespace
-
 using Methods = sqlite3_io_methods;
-namespace {
 
 const sqlite3_io_methods methods = {
     .iVersion = 1,
     .xClose = close,
     .xRead = passes<On::read, SQLITE_IOERR_READ, &Methods::xRead, void *, int, sqlite3_int64>,
-    .xWrite = write,
+    .xWrite = passes<On::write, SQLITE_IOERR_WRITE, &Methods::xWrite, const void *, int, sqlite3_int64>,
     .xTruncate = passes<On::truncate, SQLITE_IOERR_TRUNCATE, &Methods::xTruncate, sqlite3_int64>,
     .xSync = passes<On::sync, SQLITE_IOERR_FSYNC, &Methods::xSync, int>,
     .xFileSize = passes<On::size, SQLITE_IOERR_FSTAT, &Methods::xFileSize, sqlite3_int64 *>,

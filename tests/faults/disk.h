@@ -1,5 +1,5 @@
 // The files as SQLite sees them, with an accident on demand: each file operation is counted on its way to the disk and
-// fails, or ends the process, when its turn comes. Waiting for a lock can be made to take no time.
+// fails when its turn comes. Waiting for a lock can be made to take no time.
 #ifndef KORVO_TESTS_DISK_H
 #define KORVO_TESTS_DISK_H
 
@@ -13,8 +13,8 @@ enum class On { open, remove, access, read, write, sync, truncate, lock, size };
 
 struct Accident {
     const char *name;
-    std::vector<On> on; // the operations that are counted
-    enum Kind { fails, is_full, kills, kills_halfway } kind = fails;
+    std::vector<On> on;   // the operations that are counted
+    bool is_full = false; // what a write then reports
 };
 
 // The count-th operation meets the accident, and when it goes on all that follow do.

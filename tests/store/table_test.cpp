@@ -208,7 +208,8 @@ std::vector<Record> hostile_records(const Table &table) {
         Record &record = records.emplace_back(table, 7);
         for (std::size_t at = 1; at < table.fields.size(); ++at) {
             if (table.fields[at].kind == Kind::text) {
-                record.set(at, texts[i]);
+                record.set(at,
+                           i == 0 ? std::string(table.fields[at].size - 2, 'x') : texts[i]); // truncated to the field
             } else if (table.fields[at].kind != Kind::whole_float) {
                 record.set(at, numbers[i % std::size(numbers)]); // cut to the field
             }
