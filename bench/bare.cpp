@@ -1,5 +1,5 @@
 // By hand, with SQLite's C API: what somebody writes who wants the least between the program and the file and still
-// checks results, quotes texts and bounds copies.
+// checks results, quotes strings and bounds copies.
 
 #include "forms.h"
 

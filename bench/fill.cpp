@@ -21,7 +21,8 @@ constexpr Table tables[] = {
     {"BT_RSS_JOB", bt_rss_job_create_tbl},    {"BT_ACCOUNT", bt_account_create_tbl},
 };
 
-// A column's value in row i: texts of some forty bytes, or what fits a time; numbers that go through states and types.
+// A column's value in row i: strings of some forty bytes, or what fits a time; numbers that go through states and
+// types.
 std::string value_of(const std::string &column, const std::string &type) {
     if (type == "TEXT") {
         return column.find("time") != std::string::npos ? "printf('2026/%06d', i * 7919 % 1000003)"

@@ -5,7 +5,7 @@
 
 namespace bench {
 
-// What is the library's own in a call: its statement text once more through a function, a record once more copied.
+// What is the library's own in a call: its statement once more through a function, a record once more copied.
 constexpr double own = 1.005;
 
 constexpr Work works[] = {
@@ -41,36 +41,36 @@ const char *const some_hash = "task_hash 000000000000000000000000000150";
 
 BtTaskRecord &some_bt_task() {
     static BtTaskRecord task = [] {
-        BtTaskRecord made = {};
-        std::strcpy(made.task_torrent_name, "An album's worth of holiday pictures, summer");
-        std::strcpy(made.task_filename, "/share/Download/torrents/holiday-pictures-summer.torrent");
-        std::strcpy(made.task_current_tracker, "http://tracker.example.net:6969/announce");
-        std::strcpy(made.task_pieces, "1111111111111111111111111111111100000000000000000000000000000000");
-        std::strcpy(made.task_start_time, "2026/11/22 10:15:00");
-        std::strcpy(made.task_time_left, "01:20:00");
-        std::strcpy(made.task_hash, some_hash);
-        std::strcpy(made.task_magnet_link, "magnet:?xt=urn:btih:82bd74cdbb12a112f9adb756197b535c39e186d1");
-        made.task_state = 3;
-        made.task_progress = 40;
-        made.task_total_wanted_done = 400000;
-        made.task_total_wanted = 1000000;
-        made.task_download_rate = 250;
-        made.task_queue_position = 7;
-        return made;
+        BtTaskRecord task = {};
+        std::strcpy(task.task_torrent_name, "An album's worth of holiday pictures, summer");
+        std::strcpy(task.task_filename, "/share/Download/torrents/holiday-pictures-summer.torrent");
+        std::strcpy(task.task_current_tracker, "http://tracker.example.net:6969/announce");
+        std::strcpy(task.task_pieces, "1111111111111111111111111111111100000000000000000000000000000000");
+        std::strcpy(task.task_start_time, "2026/11/22 10:15:00");
+        std::strcpy(task.task_time_left, "01:20:00");
+        std::strcpy(task.task_hash, some_hash);
+        std::strcpy(task.task_magnet_link, "magnet:?xt=urn:btih:82bd74cdbb12a112f9adb756197b535c39e186d1");
+        task.task_state = 3;
+        task.task_progress = 40;
+        task.task_total_wanted_done = 400000;
+        task.task_total_wanted = 1000000;
+        task.task_download_rate = 250;
+        task.task_queue_position = 7;
+        return task;
     }();
     return task;
 }
 
 HttpFtpTaskRecord &some_http_ftp_task() {
     static HttpFtpTaskRecord task = [] {
-        HttpFtpTaskRecord made = {};
-        std::strcpy(made.task_filename, "http://files.example.net/pub/images/a-disc-image.iso");
-        std::strcpy(made.task_start_time, "2026/11/22 10:15:00");
-        std::strcpy(made.task_username, "somebody");
-        std::strcpy(made.task_savename, "a-disc-image.iso");
-        made.task_state = HTTP_FTP_TASK_STATE_QUEUED;
-        made.task_total_size = 4700000000;
-        return made;
+        HttpFtpTaskRecord task = {};
+        std::strcpy(task.task_filename, "http://files.example.net/pub/images/a-disc-image.iso");
+        std::strcpy(task.task_start_time, "2026/11/22 10:15:00");
+        std::strcpy(task.task_username, "somebody");
+        std::strcpy(task.task_savename, "a-disc-image.iso");
+        task.task_state = HTTP_FTP_TASK_STATE_QUEUED;
+        task.task_total_size = 4700000000;
+        return task;
     }();
     return task;
 }

@@ -1,5 +1,5 @@
 // The work that is measured, each piece in three forms: a call of the library; the same by hand with SQLite's C API,
-// with the same statement text; and with SQLiteCpp, opened anew each time, as a programmer would write it who takes
+// with the same statement; and with SQLiteCpp, opened anew each time, as a programmer would write it who takes
 // that.
 #ifndef KORVO_BENCH_FORMS_H
 #define KORVO_BENCH_FORMS_H

@@ -1,5 +1,6 @@
 // repeat WORK FORM COUNT: does a piece of work so many times and nothing else, for instruments that look at a process
-// from outside. repeat --list: the pieces of work, a line each. Built with COUNT_HEAP it says what the process took.
+// from outside. repeat --list: the pieces of work, a line each. Built with COUNT_HEAP it reports what the process
+// allocated.
 
 #include "forms.h"
 

@@ -1,4 +1,4 @@
-// The command line's reader of magnet links, and how it makes any text safe to show.
+// The command line's reader of magnet links, and how it makes any string safe to show.
 
 #include "magnet.h"
 #include "target.h"

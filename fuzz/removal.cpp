@@ -1,5 +1,5 @@
-// The names that removing a task takes apart, percent-decodes and deletes by: nothing outside the download folder goes,
-// whatever they are.
+// The names that removing a task takes apart, percent-decodes and deletes by: nothing outside the download directory
+// is deleted, whatever they are.
 
 #include "korvo_bt.h"
 #include "platform.h"
@@ -11,12 +11,12 @@
 
 namespace {
 
-std::string folder;
+std::string directory;
 
 } // namespace
 
 int Get_Profile_String(const char * /*section*/, const char * /*key*/, const char * /*text*/, char *buffer, int size) {
-    return std::snprintf(buffer, static_cast<std::size_t>(size), "%s", folder.c_str());
+    return std::snprintf(buffer, static_cast<std::size_t>(size), "%s", directory.c_str());
 }
 
 // Nobody waits for a daemon here.
@@ -53,11 +53,11 @@ int LLVMFuzzerTestOneInput(const uint8_t *data, std::size_t size) {
     fuzz::Input input(data, size);
     const unsigned kind = input.byte();
     const std::string name = input.text();
-    folder = "Download/in/" + input.text();
+    directory = "Download/in/" + input.text();
     if (kind % 2 == 0) {
         HttpFtpTaskRecord task = {};
         task.task_state = static_cast<int32_t>(kind / 2 % 4);
-        copy(task.task_move_folder, folder);
+        copy(task.task_move_folder, directory);
         kind / 8 % 2 == 0 ? copy(task.task_savename, name) : copy(task.task_filename, "http://host/" + name);
         const int32_t id = http_ftp_db_add_task(&task);
         KORVO_REQUIRE(http_ftp_task_remove(id, 1) == BTDB_OK);
@@ -65,7 +65,7 @@ int LLVMFuzzerTestOneInput(const uint8_t *data, std::size_t size) {
     } else {
         BtTaskRecord task = {};
         task.task_state = static_cast<int32_t>(kind / 2 % 8);
-        copy(task.task_move_folder, folder);
+        copy(task.task_move_folder, directory);
         copy(task.task_torrent_name, name);
         const int32_t id = bt_db_add_task(&task);
         KORVO_REQUIRE(bt_task_remove(id, 1) == BTDB_OK);

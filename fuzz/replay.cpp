@@ -1,7 +1,7 @@
-// Feeds a fuzz target with saved inputs, where no fuzzer is linked to it: each file of the folders named, and
-// variations of it.
+// Feeds a fuzz target with saved inputs, where no fuzzer is linked to it: each file of the named
+// directories, and variations of it.
 //
-//     replay VARIATIONS FOLDER...
+//     replay VARIATIONS DIRECTORY...
 
 #include "target.h"
 
@@ -41,7 +41,7 @@ void vary(std::string &bytes, std::minstd_rand &random) {
 
 int main(int argc, char **argv) {
     if (argc < 3) {
-        std::fprintf(stderr, "usage: %s VARIATIONS FOLDER...\n", argv[0]);
+        std::fprintf(stderr, "usage: %s VARIATIONS DIRECTORY...\n", argv[0]);
         return 2;
     }
     std::minstd_rand random(1);

@@ -1,4 +1,4 @@
-// Any text in any text field of any table: added, found as it was, read back, and deleted by it and alone.
+// Any string in any text field of any table: added, found as it was, read back, and deleted by it and alone.
 
 #include "support.h"
 #include "target.h"
@@ -25,7 +25,7 @@ void check(const uint8_t *data, std::size_t size) {
     for (std::size_t at = 1; at < table.fields.size() && !input.empty(); ++at) {
         if (table.fields[at].kind == Kind::text) {
             record.set(at, input.text());
-        } else if (table.fields[at].kind != Kind::whole_float) {
+        } else if (table.fields[at].kind != Kind::int_as_float) {
             record.set(at, static_cast<int64_t>(input.byte() << 24U | input.byte()));
         }
     }

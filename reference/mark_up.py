@@ -104,7 +104,7 @@ def section(title, body):
                 elif described:
                     out.append(doc(f"Described with {described}."))
                 else:
-                    sys.exit(f"mark_up.py: nothing is said about {name}")
+                    sys.exit(f"mark_up.py: {name} is not documented")
                 out.append(declaration)
     group = [f"\\defgroup {page_of(title)} {escaped(title)}", "\\ingroup korvo_bt", *about, "\\{"]
     return "\n".join([doc("\n\n".join(group)), *out, doc("\\}")])

@@ -1,4 +1,4 @@
-// Files and folders as the tests of the services see them: written, read and compared as a whole.
+// Files and directories as the tests of the services see them: written, read and compared as a whole.
 #ifndef KORVO_TESTS_FILES_H
 #define KORVO_TESTS_FILES_H
 
@@ -21,7 +21,7 @@ inline void write_file(const std::string &file, const std::string &text = "data"
     std::ofstream(file, std::ios::binary) << text;
 }
 
-// A stand-in for the mail system's program: keeps its arguments and the mail, and exits as told.
+// A stand-in for the mail system's program: keeps its arguments and the mail, and exits with the given status.
 inline void install_sendmail(int status = 0) {
     write_file("/tmp/sendmail",
                "#!/bin/sh\nprintf '%s ' \"$@\" >/tmp/arguments\ncat >/tmp/mail\nexit " + std::to_string(status) + "\n");

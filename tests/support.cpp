@@ -124,7 +124,7 @@ std::string literal_in(const void *record, const Field &field) {
     switch (field.kind) {
     case Kind::text:
         return literal(std::string(at, strnlen(at, field.size)));
-    case Kind::whole_float:
+    case Kind::int_as_float:
         std::snprintf(text, sizeof text, "%.15g", static_cast<double>(number_in<float>(record, field)));
         return text;
     case Kind::int32:
@@ -135,10 +135,10 @@ std::string literal_in(const void *record, const Field &field) {
     return std::to_string(number_in<int64_t>(record, field));
 }
 
-// As a statement says it.
+// As a statement writes it.
 std::string argument_in(const void *record, const Field &field) {
-    return field.kind == Kind::whole_float ? std::to_string(number_in<float>(record, field))
-                                           : literal_in(record, field);
+    return field.kind == Kind::int_as_float ? std::to_string(number_in<float>(record, field))
+                                            : literal_in(record, field);
 }
 
 bool contains(const std::vector<std::string> &columns, const Field &field) {
@@ -172,7 +172,7 @@ void fill_sample(void *record, const std::vector<Field> &fields, int seed, const
         std::snprintf(text, sizeof text, "t%d'%02d", of, static_cast<int>(at));
         if (field.kind == Kind::text) {
             put_text(record, field, text);
-        } else if (field.kind == Kind::whole_float) {
+        } else if (field.kind == Kind::int_as_float) {
             const float fraction = static_cast<float>(number) + 0.75F;
             std::memcpy(static_cast<char *>(record) + field.offset, &fraction, sizeof fraction);
         } else {
@@ -184,9 +184,9 @@ void fill_sample(void *record, const std::vector<Field> &fields, int seed, const
 std::string creation(const char *table, const std::vector<Field> &fields, const char *end) {
     std::vector<std::string> columns = {fields[0].column + std::string(" INTEGER PRIMARY KEY AUTOINCREMENT UNIQUE")};
     for (std::size_t at = 1; at < fields.size(); ++at) {
-        const char *const type = fields[at].kind == Kind::text          ? " TEXT"
-                                 : fields[at].kind == Kind::whole_float ? " NUMERIC"
-                                                                        : " INTEGER";
+        const char *const type = fields[at].kind == Kind::text           ? " TEXT"
+                                 : fields[at].kind == Kind::int_as_float ? " NUMERIC"
+                                                                         : " INTEGER";
         columns.push_back(fields[at].column + std::string(type));
     }
     return "CREATE TABLE " + std::string(table) + " \t( " + joined(columns, ", \t") + end + ");";
@@ -242,7 +242,7 @@ void Record::copy(const std::string &column, const Record &from) {
 Record Record::as_read() const {
     Record whole = *this;
     for (std::size_t at = 0; at < table_->fields.size(); ++at) {
-        if (table_->fields[at].kind == Kind::whole_float) {
+        if (table_->fields[at].kind == Kind::int_as_float) {
             const auto number = number_in<float>(bytes_.data(), table_->fields[at]);
             whole.set_float(at, static_cast<float>(static_cast<int>(number)));
         }
@@ -256,7 +256,7 @@ Row Record::row() const {
         row.push_back(literal_in(bytes_.data(), field));
         const char *const at = &bytes_[field.offset], *const end = at + field.size;
         if (field.kind == Kind::text && std::any_of(std::find(at, end, '\0'), end, [](char c) { return c != '\0'; })) {
-            row.back() += " followed by rubbish";
+            row.back() += " followed by garbage";
         } else if (field.kind == Kind::text && std::find(at, end, '\0') == end) {
             row.back() += " without NUL";
         }
@@ -269,7 +269,7 @@ Row Record::row() const {
 
 // ---- The fixture
 
-// By name: a checkout may be visible below this folder.
+// By name: a checkout may be visible below this directory.
 void start_afresh() {
     for (const char *file : {database, other_file}) {
         std::filesystem::remove(file);

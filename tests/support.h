@@ -1,6 +1,6 @@
 // What every test program stands on: the sandbox, a fresh database for each test, a way to it that does not lead
-// through the library, and an ear at the library's calls of SQLite. The database file is touched through SQLite only:
-// anything else in this process would drop the locks on it.
+// through the library, and a recording of the library's calls of SQLite. The database file is touched through SQLite
+// only: anything else in this process would drop the locks on it.
 #ifndef KORVO_TESTS_SUPPORT_H
 #define KORVO_TESTS_SUPPORT_H
 
@@ -17,7 +17,7 @@ constexpr const char *folder = "/mnt/HDA_ROOT";
 constexpr const char *database = "/mnt/HDA_ROOT/tq.db";
 constexpr const char *other_file = "/mnt/HDA_ROOT/other.db";
 
-// ---- The database, behind the library's back. Values are told as SQL literals: 7, 'it''s', 2.5, NULL.
+// ---- The database, behind the library's back. Values are written as SQL literals: 7, 'it''s', 2.5, NULL.
 
 using Row = std::vector<std::string>;
 using Rows = std::vector<Row>;
@@ -63,7 +63,7 @@ inline Rows contents() {
 // The bytes of a record, with a guard behind them.
 class Record {
 public:
-    // As the caller of a read may have it: not a byte of use.
+    // As the caller of a read may have it: uninitialized.
     explicit Record(const Table &table);
     // A sample.
     Record(const Table &table, int seed);
@@ -105,7 +105,7 @@ bool creates(const Operation &operation);
 void prepare(const Table &table, const Operation &operation);
 int32_t failure_of(const Operation &operation, int sqlite);
 
-// Makes the call with clean places for what it reads and lists.
+// Makes the call with clean buffers for what it reads and lists.
 int32_t call(const Operation &operation);
 bool scratch_is_clean();
 

@@ -1,5 +1,5 @@
-// BT_ACCOUNT, login accounts per host. Passwords are plain text in the file and go nowhere else. Its drop and its
-// delete do not wait for a lock.
+// BT_ACCOUNT, login accounts per host. Passwords are stored as plain text in the file and nowhere else. Its drop and
+// its delete do not wait for a lock.
 
 #include "frame/shapes.h"
 
@@ -13,10 +13,10 @@ namespace {
 // The walk over BT_ACCOUNT's columns, in table order.
 void read_columns(Row &row, BtAccountRecord &account) {
     row.low_int32(account.account_id)
-        .text(account.account_host)
+        .string(account.account_host)
         .int32(account.account_enable)
-        .text(account.account_user)
-        .text(account.account_pass);
+        .string(account.account_user)
+        .string(account.account_pass);
 }
 
 } // namespace
@@ -67,7 +67,7 @@ int32_t bt_account_query_data_by_id(int32_t account_id, BtAccountRecord *record)
 }
 
 int32_t bt_account_del(uint32_t selector, const void *value) {
-    static constexpr korvo::TextOfValue keys[] = {
+    static constexpr korvo::SqlOfValue keys[] = {
         statement_of<"DELETE FROM BT_ACCOUNT WHERE account_id = %ld;">,
         statement_of<"DELETE FROM BT_ACCOUNT WHERE account_host = '%q';">,
         statement_of<"DELETE FROM BT_ACCOUNT WHERE account_enable = %d;">,

@@ -6,9 +6,9 @@
 #include "httpftp/task_filter.h"
 
 using korvo::http_ftp_task_where;
+using korvo::OwnedSql;
 using korvo::Sql;
 using korvo::statement;
-using korvo::Text;
 
 namespace {
 
@@ -41,7 +41,7 @@ int32_t tq_db_query_task(const char *file, TqRowCallback callback, int32_t /*res
     }
     const Sql bt_where = korvo::bt_task_where(filter);
     const Sql http_ftp_where = http_ftp_half(filter);
-    const Text page = korvo::paging(start, end);
+    const OwnedSql page = korvo::paging(start, end);
     return korvo::list_rows(
         file,
         statement<

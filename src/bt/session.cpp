@@ -2,9 +2,9 @@
 
 #include "frame/shapes.h"
 
+using korvo::OwnedSql;
 using korvo::Row;
 using korvo::statement;
-using korvo::Text;
 
 namespace {
 
@@ -74,7 +74,7 @@ int32_t bt_db_query_session(const char *file, TqRowCallback callback, int32_t st
     if (!korvo::valid_paging(start, end)) {
         return BTDB_ERR_PARAM;
     }
-    const Text page = korvo::paging(start, end);
+    const OwnedSql page = korvo::paging(start, end);
     return korvo::list_rows(file, statement<"SELECT * FROM BT_SESSION ORDER BY session_id %s;">(page), callback,
                             context);
 }

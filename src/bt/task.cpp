@@ -11,9 +11,9 @@ namespace {
 // The walk over BT_TASK's columns, in table order.
 void read_columns(Row &row, BtTaskRecord &task) {
     row.low_int32(task.task_id)
-        .text(task.task_torrent_name)
-        .text(task.task_filename)
-        .text(task.task_current_tracker)
+        .string(task.task_torrent_name)
+        .string(task.task_filename)
+        .string(task.task_current_tracker)
         .int32(task.task_state)
         .int32(task.task_progress)
         .low_int32(task.task_total_wanted_done)
@@ -25,19 +25,19 @@ void read_columns(Row &row, BtTaskRecord &task) {
         .int32(task.task_num_peers)
         .int32(task.task_num_seeds)
         .int32(task.task_block_size)
-        .text(task.task_pieces)
+        .string(task.task_pieces)
         .int32(task.task_num_pieces)
         .int32(task.task_announce_interval)
-        .text(task.task_start_time)
-        .text(task.task_finish_time)
-        .whole_float(task.task_rating)
-        .text(task.task_time_left)
+        .string(task.task_start_time)
+        .string(task.task_finish_time)
+        .int_as_float(task.task_rating)
+        .string(task.task_time_left)
         .int32(task.task_is_paused)
         .int32(task.task_queue_position)
-        .text(task.task_move_folder)
-        .text(task.task_hash)
+        .string(task.task_move_folder)
+        .string(task.task_hash)
         .int32(task.task_type)
-        .text(task.task_magnet_link)
+        .string(task.task_magnet_link)
         .int32(task.task_record);
 }
 
@@ -71,11 +71,11 @@ int32_t bt_db_flush_tbl_task() {
 }
 
 int32_t bt_db_del_task(uint32_t selector, const void *value) {
-    static constexpr korvo::TextOfValue keys[] = {
+    static constexpr korvo::SqlOfValue keys[] = {
         statement_of<"DELETE FROM BT_TASK WHERE task_id = %ld;">,
         statement_of<"DELETE FROM BT_TASK WHERE task_torrent_name = '%q';">,
         statement_of<"DELETE FROM BT_TASK WHERE task_filename = '%q';">,
-        nullptr, // task_current_tracker is no key
+        nullptr, // task_current_tracker is not a key
         statement_of<"DELETE FROM BT_TASK WHERE task_state = %d;">,
         statement_of<"DELETE FROM BT_TASK WHERE task_progress = %d;">,
     };
@@ -114,7 +114,7 @@ int32_t bt_db_add_task(BtTaskRecord *record) {
 namespace {
 
 // The two whole-record updates write the same columns and differ in their key, the last argument.
-template <korvo::Template Update> korvo::Text progress_of(const BtTaskRecord &task, const char *key) {
+template <korvo::Template Update> korvo::OwnedSql progress_of(const BtTaskRecord &task, const char *key) {
     return statement<Update>(task.task_torrent_name, task.task_current_tracker, task.task_state, task.task_progress,
                              task.task_total_wanted_done, task.task_total_wanted, task.task_all_time_download,
                              task.task_all_time_upload, task.task_download_rate, task.task_upload_rate,
@@ -188,7 +188,8 @@ int32_t bt_db_query_filename_by_task_id(int32_t task_id, char *buffer) {
     if (buffer == nullptr || task_id < 0) {
         return BTDB_ERR_PARAM;
     }
-    return korvo::read_text(statement<"SELECT task_filename FROM BT_TASK WHERE task_id = %ld;">(task_id), buffer, 1024);
+    return korvo::read_string(statement<"SELECT task_filename FROM BT_TASK WHERE task_id = %ld;">(task_id), buffer,
+                              1024);
 }
 
 int32_t bt_db_query_data_by_task_id(int32_t task_id, BtTaskRecord *record) {

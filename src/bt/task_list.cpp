@@ -3,9 +3,9 @@
 #include "bt/task_filter.h"
 #include "frame/shapes.h"
 
+using korvo::OwnedSql;
 using korvo::Sql;
 using korvo::statement;
-using korvo::Text;
 
 int32_t bt_db_query_task_count(int32_t filter) {
     if (!korvo::valid_bt_task_filter(filter)) {
@@ -21,7 +21,7 @@ int32_t bt_db_query_task(const char *file, TqRowCallback callback, int32_t /*res
         return BTDB_ERR_PARAM;
     }
     const Sql where = korvo::bt_task_where(filter);
-    const Text page = korvo::paging(start, end);
+    const OwnedSql page = korvo::paging(start, end);
     return korvo::list_rows(file, statement<"SELECT * FROM BT_TASK %s ORDER BY task_queue_position %s;">(where, page),
                             callback, context);
 }

@@ -37,7 +37,7 @@ int32_t bt_fdata_add(const BtFileDataRecord *record) {
 }
 
 int32_t bt_fdata_del(uint32_t selector, const void *value) {
-    static constexpr korvo::TextOfValue keys[] = {
+    static constexpr korvo::SqlOfValue keys[] = {
         statement_of<"DELETE FROM BT_FDATA WHERE fdata_id = %ld;">,
         statement_of<"DELETE FROM BT_FDATA WHERE fdata_command = %d;">,
         statement_of<"DELETE FROM BT_FDATA WHERE fdata_task_id = %ld;">,

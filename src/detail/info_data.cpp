@@ -1,5 +1,5 @@
-// BT_INFODATA, torrent facts that processes exchange, keyed by command, task and sender. Its drop and both its deletes
-// do not wait for a lock.
+// BT_INFODATA, torrent metadata that processes exchange, keyed by command, task and sender. Its drop and both its
+// deletes do not wait for a lock.
 
 #include "frame/shapes.h"
 
@@ -45,7 +45,7 @@ int32_t bt_infodata_add(const BtInfoDataRecord *record) {
 }
 
 int32_t bt_infodata_del(uint32_t selector, const void *value) {
-    static constexpr korvo::TextOfValue keys[] = {
+    static constexpr korvo::SqlOfValue keys[] = {
         statement_of<"DELETE FROM BT_INFODATA WHERE infodata_id = %ld;">,
         statement_of<"DELETE FROM BT_INFODATA WHERE infodata_command = %d;">,
         statement_of<"DELETE FROM BT_INFODATA WHERE infodata_task_id = %ld;">,

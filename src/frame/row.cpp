@@ -20,12 +20,12 @@ Row &Row::int64(int64_t &field) {
     return *this;
 }
 
-Row &Row::whole_float(float &field) {
+Row &Row::int_as_float(float &field) {
     field = static_cast<float>(sqlite3_column_int(at_, column_++));
     return *this;
 }
 
-Row &Row::text(char *field, std::size_t width) {
+Row &Row::string(char *field, std::size_t width) {
     const auto *text = reinterpret_cast<const char *>(sqlite3_column_text(at_, column_++));
     const std::size_t length = text == nullptr ? 0 : strnlen(text, width - 1);
     if (length > 0) {
@@ -35,7 +35,7 @@ Row &Row::text(char *field, std::size_t width) {
     return *this;
 }
 
-bool Row::whole() const {
+bool Row::complete() const {
     return sqlite3_errcode(sqlite3_db_handle(at_)) != SQLITE_NOMEM;
 }
 

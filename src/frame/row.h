@@ -16,16 +16,16 @@ public:
     // The low 32 bits of a 64-bit column.
     Row &low_int32(int32_t &field);
     Row &int64(int64_t &field);
-    // A whole number, kept as a float: the fraction of a stored number is dropped.
-    Row &whole_float(float &field);
-    // Cut to the field's width and always NUL-terminated; SQL NULL reads as the empty text.
-    template <std::size_t Width> Row &text(char (&field)[Width]) { return text(field, Width); }
+    // An integer in a float field: the fraction of a stored number is dropped.
+    Row &int_as_float(float &field);
+    // Truncated to the field's width and always NUL-terminated; SQL NULL reads as the empty string.
+    template <std::size_t Width> Row &string(char (&field)[Width]) { return string(field, Width); }
 
     // False when memory ran out while a column was read: SQLite hands out NULL and 0 then.
-    bool whole() const;
+    bool complete() const;
 
 private:
-    Row &text(char *field, std::size_t width);
+    Row &string(char *field, std::size_t width);
 
     sqlite3_stmt *at_;
     int column_ = 0;

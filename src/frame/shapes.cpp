@@ -91,14 +91,14 @@ int32_t read_value(Sql sql) {
     });
 }
 
-int32_t read_text(Sql sql, char *buffer, std::size_t size) {
+int32_t read_string(Sql sql, char *buffer, std::size_t size) {
     const int32_t result = with_connection(sql, BTDB_ERR_QUERY, [&](Connection &connection) {
         Query query(connection, sql.get());
         if (!query.has_row()) {
             return BTDB_ERR_QUERY;
         }
         const auto *text = reinterpret_cast<const char *>(sqlite3_column_text(query.get(), 0));
-        if (!Row(query.get()).whole()) {
+        if (!Row(query.get()).complete()) {
             return BTDB_ERR_QUERY;
         }
         const std::size_t copied = text == nullptr ? 0 : strnlen(text, size);
@@ -122,7 +122,7 @@ int32_t read_row(Sql sql, Walk walk, void *record) {
         }
         Row row(query.get());
         walk(row, record);
-        return row.whole() ? BTDB_OK : BTDB_ERR_QUERY;
+        return row.complete() ? BTDB_OK : BTDB_ERR_QUERY;
     });
 }
 
@@ -158,15 +158,15 @@ bool valid_paging(int32_t start, int32_t end) {
     return start >= 0 && start <= end;
 }
 
-Text paging(int32_t start, int32_t end) {
+OwnedSql paging(int32_t start, int32_t end) {
     return start == 0 && end == 0 ? statement<"">() : statement<"LIMIT %d OFFSET %d">(end - start, start);
 }
 
-bool serves(std::span<const TextOfValue> texts, uint32_t position, const void *value) {
+bool serves(std::span<const SqlOfValue> texts, uint32_t position, const void *value) {
     return value != nullptr && position < texts.size() && texts[position] != nullptr;
 }
 
-int32_t delete_by_column(std::span<const TextOfValue> keys, uint32_t selector, const void *value, OnLock on_lock) {
+int32_t delete_by_column(std::span<const SqlOfValue> keys, uint32_t selector, const void *value, OnLock on_lock) {
     if (!serves(keys, selector, value)) {
         return BTDB_ERR_PARAM;
     }

@@ -1,8 +1,8 @@
 // The operation shapes. Each opens the database file, sets the busy timeout, runs one statement, closes, and maps
-// the outcome to a result code; nothing outlives the call, on any path. An absent statement text gives the shape's
+// the outcome to a result code; nothing outlives the call, on any path. An absent statement gives the shape's
 // failure code and opens nothing.
 //
-// This room knows no table. Every store operation is an argument check, a statement text and one of these.
+// This file knows no table. Every store operation is an argument check, a statement and one of these.
 #ifndef KORVO_FRAME_SHAPES_H
 #define KORVO_FRAME_SHAPES_H
 
@@ -32,13 +32,13 @@ int32_t update_checked(Sql sql);
 // else BTDB_ERR_QUERY. Both of SQLite's integer reads keep the low 32 bits here, so one shape serves both.
 int32_t read_value(Sql sql);
 
-// The same for a text, which goes into a buffer as strncpy would put it there: at most `size` bytes, the rest of them
-// NUL, no NUL when the text fills them. Returns the stored text's whole length in bytes. Without a row the buffer's
-// first byte is NUL; when the file cannot be opened the buffer is untouched.
-int32_t read_text(Sql sql, char *buffer, std::size_t size);
+// The same for a string, which is copied as by strncpy: at most `size` bytes, padded with NULs, without a NUL when the
+// string fills them. Returns the stored string's full length in bytes. Without a row the buffer holds the empty string;
+// when the file cannot be opened it is untouched.
+int32_t read_string(Sql sql, char *buffer, std::size_t size);
 
 // Single-row query shape: read_columns(Row &, Record &) walks the first row into the record. It
-// fills a copy, so that a row that cannot be read whole leaves the caller's record as it was.
+// fills a copy, so that a row that cannot be read completely leaves the caller's record as it was.
 using Walk = void (*)(Row &row, void *record);
 int32_t read_row(Sql sql, Walk walk, void *record);
 
@@ -68,13 +68,13 @@ int32_t insert_returning_id(Sql insert);
 
 // Paging: start and end are positions, end exclusive; both 0 is everything.
 bool valid_paging(int32_t start, int32_t end);
-Text paging(int32_t start, int32_t end);
+OwnedSql paging(int32_t start, int32_t end);
 
-// Whether a table of texts by column position serves this position and there is a value to build its text from.
-bool serves(std::span<const TextOfValue> texts, uint32_t position, const void *value);
+// Whether a table of statements by column position serves this position and there is a value to build one from.
+bool serves(std::span<const SqlOfValue> texts, uint32_t position, const void *value);
 
 // Delete by column: `keys` holds a statement for each column position that the operation serves.
-int32_t delete_by_column(std::span<const TextOfValue> keys, uint32_t selector, const void *value,
+int32_t delete_by_column(std::span<const SqlOfValue> keys, uint32_t selector, const void *value,
                          OnLock on_lock = OnLock::wait);
 
 } // namespace korvo

@@ -1,10 +1,10 @@
-// Statement texts: built from a literal template, checked against their arguments by the compiler.
+// SQL statements: built from a literal template, checked against their arguments by the compiler.
 //
 //     statement<"UPDATE BT_TASK SET task_record = %d WHERE task_id = %ld;">(marker, task_id)
 //
 // Each directive of a template takes one type of argument and nothing else:
 //
-//     '%q'   const char *     a caller's text, single quotes doubled, always inside the quotes
+//     '%q'   const char *     a caller's string, single quotes doubled, always inside the quotes
 //     %d     int32_t
 //     %ld    int32_t          widened to long, so that the same digits result where long is 64 bits wide
 //     %lld   int64_t
@@ -12,7 +12,7 @@
 //     %s     Sql              a fragment: a literal, or one that statement<>() itself built
 //     %%                      one percent sign
 //
-// Anything else does not compile. So a caller's text cannot reach SQL unquoted and no width can be wrong.
+// Anything else does not compile. So a caller's string cannot reach SQL unquoted and no width can be wrong.
 #ifndef KORVO_FRAME_STATEMENT_H
 #define KORVO_FRAME_STATEMENT_H
 
@@ -25,18 +25,18 @@
 
 namespace korvo {
 
-// A statement text or a fragment of one, owned. It can be absent: memory ran out, a fragment in it was absent, or a
-// text for it was NULL. An absent text must never reach SQLite, where running it would count as success; the shapes
-// see to that.
-class Text {
+// A statement or a fragment of one, owned. It can be absent: memory ran out, a fragment in it was absent, or a string
+// for it was NULL. An absent statement must never reach SQLite, where running it would count as success; the shapes
+// ensure that.
+class OwnedSql {
 public:
-    Text() = default;
-    explicit Text(char *allocated) : text_(allocated) {}
-    Text(Text &&other) noexcept : text_(std::exchange(other.text_, nullptr)) {}
-    Text(const Text &) = delete;
-    Text &operator=(const Text &) = delete;
-    Text &operator=(Text &&) = delete;
-    ~Text() { sqlite3_free(text_); }
+    OwnedSql() = default;
+    explicit OwnedSql(char *allocated) : text_(allocated) {}
+    OwnedSql(OwnedSql &&other) noexcept : text_(std::exchange(other.text_, nullptr)) {}
+    OwnedSql(const OwnedSql &) = delete;
+    OwnedSql &operator=(const OwnedSql &) = delete;
+    OwnedSql &operator=(OwnedSql &&) = delete;
+    ~OwnedSql() { sqlite3_free(text_); }
 
     const char *get() const { return text_; }
 
@@ -44,11 +44,11 @@ private:
     char *text_ = nullptr;
 };
 
-// What a shape runs, or a fragment of it: a text that stays with the caller until the shape returns, or a literal.
+// What a shape runs, or a fragment of it: an OwnedSql that the caller keeps until the shape returns, or a literal.
 class Sql {
 public:
     // NOLINTNEXTLINE(google-explicit-constructor,hicpp-explicit-conversions): shapes take either form.
-    Sql(const Text &text) : text_(text.get()) {}
+    Sql(const OwnedSql &text) : text_(text.get()) {}
     // NOLINTNEXTLINE(google-explicit-constructor,hicpp-explicit-conversions)
     template <std::size_t N> consteval Sql(const char (&literal)[N]) : text_(literal) {}
 
@@ -59,7 +59,7 @@ private:
     const char *text_;
 };
 
-enum class Directive { quoted_text, int32, widened_int32, int64, single_float, fragment, malformed };
+enum class Directive { quoted_string, int32, widened_int32, int64, single_float, fragment, malformed };
 
 template <std::size_t N> struct Template {
     char text[N];
@@ -101,7 +101,7 @@ private:
     constexpr std::size_t next(std::size_t at) const { return at + (stands_at(at, "%%") ? 2 : 1); }
     constexpr Directive kind(std::size_t at) const {
         if (at > 0 && stands_at(at - 1, "'%q'")) {
-            return Directive::quoted_text;
+            return Directive::quoted_string;
         }
         if (stands_at(at, "%lld")) {
             return Directive::int64;
@@ -124,7 +124,7 @@ private:
 
 // The C type that goes through sqlite3_mprintf's "..." for a directive, and the argument type it is made from.
 template <Directive> struct Argument;
-template <> struct Argument<Directive::quoted_text> {
+template <> struct Argument<Directive::quoted_string> {
     using Type = const char *;
     static const char *pass(const char *text) { return text; }
 };
@@ -158,42 +158,42 @@ inline bool absent(const char *text) {
 inline bool absent(Sql fragment) {
     return fragment.absent();
 }
-inline bool absent(const Text &text) {
+inline bool absent(const OwnedSql &text) {
     return text.get() == nullptr;
 }
 
-// How an argument is matched: a text field of a record and a text pointer are both a text, a built fragment is SQL.
+// How an argument is matched: a record's char array and a char pointer are both a string, an OwnedSql is a fragment.
 template <class T>
 using Matched = std::conditional_t<std::is_convertible_v<const T &, const char *>, const char *,
-                                   std::conditional_t<std::is_same_v<T, Text>, Sql, T>>;
+                                   std::conditional_t<std::is_same_v<T, OwnedSql>, Sql, T>>;
 
 template <Template T, std::size_t... I, class... Args>
-Text build(std::index_sequence<I...> /*positions*/, const Args &...args) {
+OwnedSql build(std::index_sequence<I...> /*positions*/, const Args &...args) {
     static_assert((std::is_same_v<typename Argument<T.directive(I)>::Type, Matched<Args>> && ...),
                   "an argument's type does not fit its directive");
     if ((absent(args) || ...)) {
         return {};
     }
-    return Text(sqlite3_mprintf(T.text, Argument<T.directive(I)>::pass(args)...));
+    return OwnedSql(sqlite3_mprintf(T.text, Argument<T.directive(I)>::pass(args)...));
 }
 
-template <Template T, class... Args> Text statement(const Args &...args) {
+template <Template T, class... Args> OwnedSql statement(const Args &...args) {
     static_assert(T.directives() == sizeof...(Args), "as many arguments as directives");
     return build<T>(std::index_sequence_for<Args...>(), args...);
 }
 
-// A text with one directive whose value a caller points to: an int32_t, an int64_t or the text itself, as the directive
-// has it. Tables of these, one a column position, are how delete and field operations choose their statement; an empty
-// place is a column that the operation refuses.
-using TextOfValue = Text (*)(const void *value);
+// A statement with one directive whose value a caller points to: an int32_t, an int64_t or a string, as the directive
+// says. Delete and field operations choose their statement from a table of these, one per column position; nullptr is a
+// column that the operation refuses.
+using SqlOfValue = OwnedSql (*)(const void *value);
 
-template <Template T> Text statement_of(const void *value) {
+template <Template T> OwnedSql statement_of(const void *value) {
     static_assert(T.directives() == 1, "one value, one directive");
     using Value = typename Argument<T.directive(0)>::Type;
     if constexpr (std::is_same_v<Value, const char *>) {
         return statement<T>(static_cast<const char *>(value));
     } else {
-        static_assert(std::is_integral_v<Value>, "callers point to integers and texts only");
+        static_assert(std::is_integral_v<Value>, "callers point to integers and strings only");
         Value number;
         std::memcpy(&number, value, sizeof number);
         return statement<T>(number);

@@ -1,10 +1,10 @@
-// With these the HTTP/FTP downloader picks its next task, counts what runs, and recovers after a restart.
+// Dispatch for the HTTP/FTP downloader: it picks its next task, counts running tasks and recovers after a restart.
 
 #include "frame/shapes.h"
 #include "httpftp/record.h"
 
+using korvo::OwnedSql;
 using korvo::statement;
-using korvo::Text;
 
 // The statements write states as digits.
 static_assert(HTTP_FTP_TASK_STATE_QUEUED == 1 && HTTP_FTP_TASK_STATE_RUNNING == 2);
@@ -17,7 +17,8 @@ template <korvo::Template Select> int32_t next_task(HttpFtpTaskRecord *record, i
     if (record == nullptr) {
         return BTDB_ERR_PARAM;
     }
-    const Text exclusion = exclude_task_id >= 1 ? statement<"AND task_id != %ld">(exclude_task_id) : statement<"">();
+    const OwnedSql exclusion =
+        exclude_task_id >= 1 ? statement<"AND task_id != %ld">(exclude_task_id) : statement<"">();
     return korvo::read_row<read_columns>(statement<Select>(exclusion), record);
 }
 
@@ -71,7 +72,7 @@ int32_t ftp_db_query_next_queued_task(HttpFtpTaskRecord *record, int32_t exclude
         "ORDER BY task_id ASC LIMIT 1;">(record, exclude_task_id);
 }
 
-// The ninth passes over no task.
+// The ninth excludes no task.
 int32_t http_ftp_db_query_next_running_task_without_pid(HttpFtpTaskRecord *record) {
     if (record == nullptr) {
         return BTDB_ERR_PARAM;
@@ -82,7 +83,7 @@ int32_t http_ftp_db_query_next_running_task_without_pid(HttpFtpTaskRecord *recor
         record);
 }
 
-// ---- How many run
+// ---- Counting running tasks
 
 int32_t http_ftp_db_query_running_task_count() {
     return korvo::read_value("SELECT COUNT(*) FROM HTTP_FTP_TASK WHERE task_state = 2 AND task_is_paused = 0;");

@@ -3,30 +3,30 @@
 #include "frame/shapes.h"
 #include "httpftp/record.h"
 
+using korvo::OwnedSql;
 using korvo::statement;
 using korvo::statement_of;
-using korvo::Text;
 
 // In table order.
 void read_columns(korvo::Row &row, HttpFtpTaskRecord &task) {
     row.low_int32(task.task_id)
         .int32(task.task_pid)
-        .text(task.task_filename)
+        .string(task.task_filename)
         .int32(task.task_state)
         .int32(task.task_progress)
         .int64(task.task_total_size)
         .int64(task.task_total_downloaded)
         .int32(task.task_download_rate)
-        .text(task.task_start_time)
-        .text(task.task_finish_time)
-        .text(task.task_time_left)
+        .string(task.task_start_time)
+        .string(task.task_finish_time)
+        .string(task.task_time_left)
         .int32(task.task_is_paused)
         .int32(task.task_type)
-        .text(task.task_username)
-        .text(task.task_password)
+        .string(task.task_username)
+        .string(task.task_password)
         .int32(task.task_errcode)
-        .text(task.task_move_folder)
-        .text(task.task_savename)
+        .string(task.task_move_folder)
+        .string(task.task_savename)
         .int32(task.task_queue_position);
 }
 
@@ -57,7 +57,7 @@ int32_t http_ftp_db_flush_tbl_task() {
 }
 
 int32_t http_ftp_db_del_task(uint32_t field, const void *value) {
-    static constexpr korvo::TextOfValue keys[] = {
+    static constexpr korvo::SqlOfValue keys[] = {
         statement_of<"DELETE FROM HTTP_FTP_TASK WHERE task_id = %ld;">,
         statement_of<"DELETE FROM HTTP_FTP_TASK WHERE task_pid = %d;">,
         statement_of<"DELETE FROM HTTP_FTP_TASK WHERE task_filename = '%q';">,
@@ -108,8 +108,8 @@ int32_t http_ftp_db_update_pid_by_task_id(int32_t task_id, int32_t pid) {
         statement<"UPDATE HTTP_FTP_TASK SET \ttask_pid = %d \tWHERE task_id = %ld;">(pid, task_id));
 }
 
-// The columns that may be set on their own, by position. The type and the login are set by the add alone.
-constexpr korvo::TextOfValue fields[] = {
+// The columns that may be set on their own, by position. Only adding a task sets its type and login.
+constexpr korvo::SqlOfValue fields[] = {
     nullptr,
     statement_of<"task_pid = %d">,
     statement_of<"task_filename = '%q'">,
@@ -135,7 +135,7 @@ int32_t http_ftp_db_update_task_field_by_id(int32_t task_id, uint32_t field, con
     if (!korvo::serves(fields, field, value)) {
         return BTDB_ERR_PARAM;
     }
-    const Text set = fields[field](value);
+    const OwnedSql set = fields[field](value);
     return korvo::update_checked(statement<"UPDATE HTTP_FTP_TASK SET \t%s \tWHERE task_id = %ld;">(set, task_id));
 }
 
@@ -143,7 +143,7 @@ int32_t http_ftp_db_update_task_field_by_pid(int32_t pid, uint32_t field, const 
     if (field == HTTP_FTP_TASK_FIELD_PID || !korvo::serves(fields, field, value)) {
         return BTDB_ERR_PARAM;
     }
-    const Text set = fields[field](value);
+    const OwnedSql set = fields[field](value);
     return korvo::update_checked(statement<"UPDATE HTTP_FTP_TASK SET \t%s \tWHERE task_pid = %d;">(set, pid));
 }
 
@@ -154,10 +154,10 @@ int32_t http_ftp_db_query_filename_by_task_id(int32_t task_id, char *buffer) {
     if (buffer == nullptr || task_id < 0) {
         return BTDB_ERR_PARAM;
     }
-    const int32_t length = korvo::read_text(
+    const int32_t length = korvo::read_string(
         statement<"SELECT task_filename FROM HTTP_FTP_TASK WHERE task_id = %ld;">(task_id), buffer, buffer_size);
     if (length >= 0) {
-        buffer[buffer_size - 1] = '\0'; // an address that fills the buffer is cut, so that it always ends
+        buffer[buffer_size - 1] = '\0'; // an address that fills the buffer is truncated to leave room for the NUL
     }
     return length;
 }

@@ -3,9 +3,9 @@
 #include "frame/shapes.h"
 #include "httpftp/task_filter.h"
 
+using korvo::OwnedSql;
 using korvo::Sql;
 using korvo::statement;
-using korvo::Text;
 
 int32_t http_ftp_db_query_task_count(int32_t filter) {
     if (!korvo::valid_http_ftp_task_filter(filter)) {
@@ -21,7 +21,7 @@ int32_t http_ftp_db_query_task(const char *file, TqRowCallback callback, int32_t
         return BTDB_ERR_PARAM;
     }
     const Sql where = korvo::http_ftp_task_where(filter);
-    const Text page = korvo::paging(start, end);
+    const OwnedSql page = korvo::paging(start, end);
     return korvo::list_rows(file, statement<"SELECT * FROM HTTP_FTP_TASK %s  %s;">(where, page), callback, context);
 }
 

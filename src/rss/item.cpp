@@ -2,21 +2,21 @@
 
 #include "frame/shapes.h"
 
+using korvo::OwnedSql;
 using korvo::Row;
 using korvo::statement;
 using korvo::statement_of;
-using korvo::Text;
 
 namespace {
 
 // The walk over BT_RSS's columns, in table order.
 void read_columns(Row &row, BtRssRecord &item) {
     row.low_int32(item.rss_id)
-        .text(item.rss_url)
-        .text(item.rss_title)
-        .text(item.rss_enclosure_url)
-        .text(item.rss_keyword)
-        .text(item.rss_user_def_title)
+        .string(item.rss_url)
+        .string(item.rss_title)
+        .string(item.rss_enclosure_url)
+        .string(item.rss_keyword)
+        .string(item.rss_user_def_title)
         .int32(item.rss_downloaded);
 }
 
@@ -64,7 +64,7 @@ int32_t bt_rss_query_data_by_id(int32_t rss_id, BtRssRecord *record) {
 }
 
 int32_t bt_rss_update_field_by_id(int32_t rss_id, uint32_t field, const void *value) {
-    static constexpr korvo::TextOfValue fields[] = {
+    static constexpr korvo::SqlOfValue fields[] = {
         nullptr,
         nullptr,
         nullptr,
@@ -76,16 +76,16 @@ int32_t bt_rss_update_field_by_id(int32_t rss_id, uint32_t field, const void *va
     if (!korvo::serves(fields, field, value)) {
         return BTDB_ERR_PARAM;
     }
-    const Text set = fields[field](value);
+    const OwnedSql set = fields[field](value);
     return korvo::update_checked(statement<"UPDATE BT_RSS SET \t%s \tWHERE rss_id = %ld;">(set, rss_id));
 }
 
 int32_t bt_rss_del(uint32_t selector, const void *value) {
-    static constexpr korvo::TextOfValue keys[] = {
+    static constexpr korvo::SqlOfValue keys[] = {
         statement_of<"DELETE FROM BT_RSS WHERE rss_id = %ld;">,
         statement_of<"DELETE FROM BT_RSS WHERE rss_url = '%q';">,
-        nullptr, // rss_title is no key
-        nullptr, // nor is rss_enclosure_url
+        nullptr, // rss_title is not a key
+        nullptr, // neither is rss_enclosure_url
         statement_of<"DELETE FROM BT_RSS WHERE rss_keyword = '%q';">,
         statement_of<"DELETE FROM BT_RSS WHERE rss_user_def_title = '%q';">,
         statement_of<"DELETE FROM BT_RSS WHERE rss_downloaded = %d;">,
@@ -114,6 +114,6 @@ int32_t bt_rss_query(const char *file, TqRowCallback callback, int32_t /*reserve
     if (!korvo::valid_paging(start, end)) {
         return BTDB_ERR_PARAM;
     }
-    const Text page = korvo::paging(start, end);
+    const OwnedSql page = korvo::paging(start, end);
     return korvo::list_rows(file, statement<"SELECT * FROM BT_RSS  %s;">(page), callback, context);
 }

@@ -2,25 +2,25 @@
 
 #include "frame/shapes.h"
 
+using korvo::OwnedSql;
 using korvo::Row;
 using korvo::statement;
 using korvo::statement_of;
-using korvo::Text;
 
 namespace {
 
 // The walk over BT_RSS_JOB's columns, in table order.
 void read_columns(Row &row, BtRssJobRecord &job) {
     row.low_int32(job.rss_job_id)
-        .text(job.rss_job_name)
-        .text(job.rss_job_filter)
-        .text(job.rss_job_exclusion_filter)
-        .text(job.rss_job_url_applied)
+        .string(job.rss_job_name)
+        .string(job.rss_job_filter)
+        .string(job.rss_job_exclusion_filter)
+        .string(job.rss_job_url_applied)
         .int32(job.rss_job_quality)
         .int32(job.rss_job_interval)
         .low_int32(job.rss_job_last_check)
         .int32(job.rss_job_enable_episode)
-        .text(job.rss_job_episode);
+        .string(job.rss_job_episode);
 }
 
 } // namespace
@@ -69,7 +69,7 @@ int32_t bt_rss_job_query_data_by_id(int32_t job_id, BtRssJobRecord *record) {
 }
 
 int32_t bt_rss_job_update_field_by_id(int32_t job_id, uint32_t field, const void *value) {
-    static constexpr korvo::TextOfValue fields[] = {
+    static constexpr korvo::SqlOfValue fields[] = {
         nullptr,
         statement_of<"rss_job_name = '%q'">,
         statement_of<"rss_job_filter = '%q'">,
@@ -84,15 +84,15 @@ int32_t bt_rss_job_update_field_by_id(int32_t job_id, uint32_t field, const void
     if (!korvo::serves(fields, field, value)) {
         return BTDB_ERR_PARAM;
     }
-    const Text set = fields[field](value);
+    const OwnedSql set = fields[field](value);
     return korvo::update_checked(statement<"UPDATE BT_RSS_JOB SET \t%s \tWHERE rss_job_id = %ld;">(set, job_id));
 }
 
 int32_t bt_rss_job_del(uint32_t selector, const void *value) {
-    static constexpr korvo::TextOfValue keys[] = {
+    static constexpr korvo::SqlOfValue keys[] = {
         statement_of<"DELETE FROM BT_RSS_JOB WHERE rss_job_id = %d;">,
         statement_of<"DELETE FROM BT_RSS_JOB WHERE rss_job_name = '%q';">,
-        nullptr, // the filters are no keys
+        nullptr, // the filters are not keys
         nullptr,
         statement_of<"DELETE FROM BT_RSS_JOB WHERE rss_job_url_applied = '%q';">,
     };
@@ -108,6 +108,6 @@ int32_t bt_rss_job_query(const char *file, TqRowCallback callback, int32_t /*res
     if (!korvo::valid_paging(start, end)) {
         return BTDB_ERR_PARAM;
     }
-    const Text page = korvo::paging(start, end);
+    const OwnedSql page = korvo::paging(start, end);
     return korvo::list_rows(file, statement<"SELECT * FROM BT_RSS_JOB  %s;">(page), callback, context);
 }

@@ -15,12 +15,12 @@ int effort(int least, int quick, int full) {
 }
 
 std::vector<OperationOfTable> operations_to_try() {
-    std::vector<OperationOfTable> chosen;
+    std::vector<OperationOfTable> operations;
     const std::vector<OperationOfTable> all = all_operations();
     for (std::size_t at = 0; at < all.size(); at += static_cast<std::size_t>(effort(5, 1, 1))) {
-        chosen.push_back(all[at]);
+        operations.push_back(all[at]);
     }
-    return chosen;
+    return operations;
 }
 
 namespace {

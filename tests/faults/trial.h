@@ -42,7 +42,7 @@ std::vector<OperationOfTable> operations_to_try();
 // Counts; the figures are printed when the program has run all its tests.
 void tally(const std::string &what, long count = 1);
 
-// The file is whole, SQLite says.
+// SQLite finds the file intact.
 void expect_integrity(Connection &connection);
 
 } // namespace test

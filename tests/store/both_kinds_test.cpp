@@ -31,13 +31,13 @@ TEST_F(StoreTest, SharedIndexNamesGoToTheTaskTableThatIsCreatedFirst) {
     EXPECT_EQ(bt_db_remove_tbl_task(), BTDB_OK);
     EXPECT_EQ(indexes("HTTP_FTP_TASK"), "pid type") << "not regained by itself";
     EXPECT_EQ(http_ftp_db_create_tbl_task(), BTDB_ERR_TABLE);
-    EXPECT_EQ(indexes("HTTP_FTP_TASK"), "pid type " + shared) << "made up for, since the names are free";
+    EXPECT_EQ(indexes("HTTP_FTP_TASK"), "pid type " + shared) << "created now that the names are free";
     EXPECT_EQ(bt_db_create_tbl_task(), BTDB_OK);
     EXPECT_EQ(indexes("BT_TASK"), "NULL");
 }
 
-// The address of an HTTP or FTP task is cut, so that it always ends.
-TEST_F(BothKinds, AddressFillsItsBufferAndTellsItsWholeLength) {
+// The address of an HTTP or FTP task is truncated, so that it always ends with a NUL.
+TEST_F(BothKinds, AddressFillsItsBufferAndReturnsItsFullLength) {
     struct {
         std::string table;
         int32_t (*query)(int32_t, char *);
@@ -49,7 +49,7 @@ TEST_F(BothKinds, AddressFillsItsBufferAndTellsItsWholeLength) {
         EXPECT_EQ(query(9999, buffer.data()), BTDB_ERR_QUERY);
         EXPECT_EQ(buffer, '\0' + std::string(1024, '\xa5'));
         sql("INSERT INTO " + table + " (task_id) VALUES (5000)");
-        EXPECT_EQ(query(5000, buffer.data()), 0) << "SQL NULL reads as the empty text";
+        EXPECT_EQ(query(5000, buffer.data()), 0) << "SQL NULL reads as the empty string";
         for (const std::size_t length : {0U, 1U, 1022U, 1023U, 1024U, 1030U}) {
             SCOPED_TRACE(length);
             const std::string address(length, 'a');

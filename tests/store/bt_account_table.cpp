@@ -30,7 +30,7 @@ Table bt_account_table() {
         .drop = bt_account_remove_tbl,
         .flush = bt_account_flush_tbl,
         .add = with_record<bt_account_add>,
-        .add_tells_id = false,
+        .add_returns_id = false,
         .reads = {read_by<&BtAccountRecord::account_id, bt_account_query_data_by_id>},
         .updates = {{[](void *record) {
                          const auto &account = as<BtAccountRecord>(record);

@@ -33,7 +33,7 @@ Table bt_fdata_table() {
         .drop = bt_fdata_remove_tbl,
         .flush = bt_fdata_flush_tbl,
         .add = with_record<bt_fdata_add>,
-        .add_tells_id = false,
+        .add_returns_id = false,
         .updates = {{with_record<bt_fdata_upload>, of_file, all_but({"fdata_id"}, fields)},
                     {[](void *record) {
                          const auto &row = as<BtFileDataRecord>(record);

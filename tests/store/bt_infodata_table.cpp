@@ -35,7 +35,7 @@ Table bt_infodata_table() {
         .drop = bt_infodata_remove_tbl,
         .flush = bt_infodata_flush_tbl,
         .add = with_record<bt_infodata_add>,
-        .add_tells_id = false,
+        .add_returns_id = false,
         .updates = {{with_record<bt_infodata_update>, {"infodata_task_id"}, all}},
         .remove = bt_infodata_del,
         .selectors = {0, 1, 2},

@@ -87,7 +87,7 @@ std::vector<Operation> task_operations() {
                 "UPDATE BT_TASK set task_download_rate = 0, task_upload_rate = 0;"),
         updates(CALL(bt_db_update_recode_by_task_id, natural(1), natural(INT32_MAX)),
                 "UPDATE BT_TASK SET task_record = 2147483647 WHERE task_id = 1;"),
-        queries(CALL(read_text<bt_db_query_filename_by_task_id>, natural(1), scratch),
+        queries(CALL(read_string<bt_db_query_filename_by_task_id>, natural(1), scratch),
                 "SELECT task_filename FROM BT_TASK WHERE task_id = 1;", 5),
         queries(CALL(bt_db_query_data_by_task_id, natural(1), out), BY "task_id = 1;"),
         queries(CALL(bt_db_query_data_by_task_torrent_name, "t1'01", out), BY "task_torrent_name = 't1''01';"),

@@ -7,7 +7,7 @@
 namespace test {
 namespace {
 
-TEST_F(StoreTest, FactsOfATaskWithANegativeIdentifierAreOverwrittenToo) {
+TEST_F(StoreTest, MetadataOfATaskWithANegativeIdentifierIsOverwrittenToo) {
     fill(bt_infodata_table(), 0);
     sql("INSERT INTO BT_INFODATA (infodata_command, infodata_task_id, infodata_name) VALUES (1, -7, 'a'), (2, -7, 'b'), "
         "(1, 7, 'c')");
@@ -25,7 +25,7 @@ TEST_F(StoreTest, FactsOfATaskWithANegativeIdentifierAreOverwrittenToo) {
 TEST_F(StoreTest, AnAccountIsOverwrittenByTheIdentifierBesideTheRecord) {
     const Table table = bt_account_table();
     fill(table);
-    Record record(table, 1); // whose own identifier counts for nothing
+    Record record(table, 1); // whose own identifier is ignored
     const auto &account = *static_cast<const BtAccountRecord *>(record.data());
     EXPECT_EQ(bt_account_update(&account, 2), BTDB_OK);
     Record second = record;

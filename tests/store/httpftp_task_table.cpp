@@ -90,7 +90,7 @@ std::vector<Operation> task_operations() {
                 SET "task_download_rate = -9223372036854775808 \tWHERE task_id = 1;"),
         updates(CALL(http_ftp_db_update_task_field_by_pid, 101, 7, &large),
                 SET "task_download_rate = -9223372036854775808 \tWHERE task_pid = 101;"),
-        queries(CALL(read_text<http_ftp_db_query_filename_by_task_id>, natural(1), scratch),
+        queries(CALL(read_string<http_ftp_db_query_filename_by_task_id>, natural(1), scratch),
                 "SELECT task_filename FROM HTTP_FTP_TASK WHERE task_id = 1;", 5),
         queries(CALL(http_ftp_db_query_pid_by_task_id, natural(1)),
                 "SELECT task_pid FROM HTTP_FTP_TASK WHERE task_id = 1;", 101),

@@ -60,7 +60,7 @@ TEST_P(EveryOperation, FailsWithItsCodeWhenThereIsNoTable) {
     expect_nothing_done({});
 }
 
-TEST_P(EveryOperation, RefusesArgumentsThatAreOutOfOrderBeforeAnyWork) {
+TEST_P(EveryOperation, RefusesInvalidArgumentsBeforeAnyWork) {
     {
         Recording recording;
         for (std::size_t i = 0; i < operation.refused.size(); ++i) {
@@ -75,7 +75,7 @@ TEST_P(EveryOperation, RefusesArgumentsThatAreOutOfOrderBeforeAnyWork) {
     }
 }
 
-TEST_P(EveryOperation, FailsWithOpenWhenTheFolderIsMissing) {
+TEST_P(EveryOperation, FailsWithOpenWhenTheDirectoryIsMissing) {
     prepare(table, operation);
     const Rows before = contents();
     const std::string aside = std::string(folder) + ".aside";
@@ -103,7 +103,7 @@ class EveryTable : public StoreTest, public testing::WithParamInterface<Table> {
 protected:
     const Table &table = GetParam();
     Rows ids() { return sql("SELECT " + std::string(table.fields[0].column) + " FROM " + table.name + " ORDER BY 1"); }
-    // The places of its columns, and some that are none; which of them an operation serves.
+    // The positions of its columns, and some invalid ones.
     std::vector<uint32_t> positions() const {
         std::vector<uint32_t> all(table.fields.size() + 1);
         std::iota(all.begin(), all.end(), 0U);
@@ -151,7 +151,7 @@ TEST_P(EveryTable, IsCreatedAsStatedAndOnlyOnce) {
     EXPECT_EQ(schema(), expected);
     EXPECT_EQ(ids(), (Rows{{"1"}}));
 
-    // A second creation makes up for an index that is gone.
+    // A second creation adds an index that is missing.
     if (table.schema.size() > 1) {
         sql("DROP INDEX " + sql("SELECT name FROM sqlite_master WHERE type = 'index' ORDER BY rowid DESC")[0][0]);
         EXPECT_EQ(table.create(), BTDB_ERR_TABLE);
@@ -165,8 +165,8 @@ TEST_P(EveryTable, IsCreatedAsStatedAndOnlyOnce) {
 
 TEST_P(EveryTable, GivesEachIdentifierOnceUntilItIsDropped) {
     const auto add = [this](const Rows &expected) {
-        Record record(table, 9); // whose own identifier counts for nothing
-        EXPECT_EQ(table.add(record.data()), table.add_tells_id ? std::stoi(expected.back()[0]) : BTDB_OK);
+        Record record(table, 9); // whose own identifier is ignored
+        EXPECT_EQ(table.add(record.data()), table.add_returns_id ? std::stoi(expected.back()[0]) : BTDB_OK);
         EXPECT_EQ(ids(), expected);
     };
     fill(table, 0);
@@ -180,10 +180,10 @@ TEST_P(EveryTable, GivesEachIdentifierOnceUntilItIsDropped) {
     EXPECT_EQ(table.create(), BTDB_OK);
     add({{"1"}});
 
-    // One that does not fit the result: the row is stored, and that is all that can be told.
+    // One that does not fit the result: the row is stored, but its identifier cannot be returned.
     sql("UPDATE " + std::string(table.name) + " SET " + table.fields[0].column + " = 2147483647");
     Record record(table, 9);
-    EXPECT_EQ(table.add(record.data()), table.add_tells_id ? BTDB_ERR_QUERY : BTDB_OK);
+    EXPECT_EQ(table.add(record.data()), table.add_returns_id ? BTDB_ERR_QUERY : BTDB_OK);
     EXPECT_EQ(ids(), (Rows{{"2147483647"}, {"2147483648"}}));
 }
 
@@ -210,8 +210,8 @@ std::vector<Record> hostile_records(const Table &table) {
             if (table.fields[at].kind == Kind::text) {
                 record.set(at,
                            i == 0 ? std::string(table.fields[at].size - 2, 'x') : texts[i]); // truncated to the field
-            } else if (table.fields[at].kind != Kind::whole_float) {
-                record.set(at, numbers[i % std::size(numbers)]); // cut to the field
+            } else if (table.fields[at].kind != Kind::int_as_float) {
+                record.set(at, numbers[i % std::size(numbers)]); // truncated to the field
             }
         }
     }
@@ -241,12 +241,12 @@ TEST_P(EveryTable, ReadsOnlyTheRowOfTheKey) {
     Record missing(table, 9);
     for (const Read &read : table.reads) {
         Record found(table);
-        const Row blank = found.row();
+        const Row untouched = found.row();
         for (const int64_t id : {9, 0}) {
             missing.set(0, id);
             EXPECT_EQ(read(missing.data(), found.data()), BTDB_ERR_QUERY);
         }
-        EXPECT_EQ(found.row(), blank);
+        EXPECT_EQ(found.row(), untouched);
         EXPECT_EQ(read(second.data(), found.data()), BTDB_OK);
         EXPECT_EQ(found.row(), second.as_read().row());
     }
@@ -277,7 +277,7 @@ TEST_P(EveryTable, ReadsForeignValuesWithoutWritingPastAField) {
             Record expected = Record(table, 1).as_read();
             if (field.kind == Kind::text) {
                 expected.set(at, text);
-            } else if (field.kind == Kind::whole_float) {
+            } else if (field.kind == Kind::int_as_float) {
                 expected.set_float(at, static_cast<float>(static_cast<int32_t>(number)));
             } else {
                 expected.set(at, number);
@@ -364,7 +364,7 @@ TEST_P(EveryTable, DeletesByTheColumnsItServesAndByNoOther) {
     }
 }
 
-TEST_P(EveryTable, RefusesPagesThatAreNone) {
+TEST_P(EveryTable, RefusesInvalidPages) {
     Recording recording;
     for (const Listing &listing : table.listings) {
         for (const auto &[start, end] :

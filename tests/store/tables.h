@@ -19,7 +19,7 @@
 
 namespace test {
 
-enum class Kind { text, int32, int64, whole_float };
+enum class Kind { text, int32, int64, int_as_float };
 
 // One field of a record and the column of the same name.
 struct Field {
@@ -33,7 +33,7 @@ template <class T> constexpr Kind kind_of() {
     if constexpr (std::is_array_v<T>) {
         return Kind::text;
     } else if constexpr (std::is_same_v<T, float>) {
-        return Kind::whole_float;
+        return Kind::int_as_float;
     } else {
         return std::is_same_v<T, int64_t> ? Kind::int64 : Kind::int32;
     }
@@ -95,7 +95,7 @@ struct Table {
     int32_t (*drop)();
     int32_t (*flush)();
     int32_t (*add)(void *record);
-    bool add_tells_id = true;     // else BTDB_OK
+    bool add_returns_id = true;   // else BTDB_OK
     std::vector<Read> reads = {}; // the first by identifier
     std::vector<Update> updates = {};
     std::vector<Setter> setters = {};
@@ -132,7 +132,7 @@ template <class Record> Record *scratch_record() {
 
 // ---- Records of an operation's own type
 
-// Every field holds a value of its own, told by `seed`, which is the identifier; texts contain a quote. The fields
+// Every field holds a value of its own that follows from `seed`, the identifier; strings contain a quote. The fields
 // named as keys hold what they hold in sample 1.
 void fill_sample(void *record, const std::vector<Field> &fields, int seed, const std::vector<std::string> &keys = {});
 
@@ -169,7 +169,7 @@ Update sets(const char *key_column, Key T::*key, const char *column, Value T::*v
 
 // A string that is read into a buffer of 1024 bytes. A query that fails leaves an empty string in it, and writes no
 // more.
-template <auto query> int32_t read_text(int32_t id, char *buffer) {
+template <auto query> int32_t read_string(int32_t id, char *buffer) {
     std::string own(1024, '\xa5'), empty = own;
     empty[0] = '\0';
     const int32_t length = query(id, buffer != nullptr ? own.data() : nullptr);

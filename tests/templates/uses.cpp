@@ -3,14 +3,14 @@
 
 #include "frame/statement.h"
 
+using korvo::OwnedSql;
 using korvo::Sql;
 using korvo::statement;
 using korvo::statement_of;
-using korvo::Text;
 
 void use([[maybe_unused]] const char *text, [[maybe_unused]] int32_t number, [[maybe_unused]] int64_t wide,
          [[maybe_unused]] float fraction, [[maybe_unused]] const void *value) {
-    [[maybe_unused]] const Text fragment = statement<"WHERE a LIKE '%%'">();
+    [[maybe_unused]] const OwnedSql fragment = statement<"WHERE a LIKE '%%'">();
     [[maybe_unused]] char field[9] = "";
 #if USE == 0
     statement<"'%q' '%q' %d %ld %lld %f %s">(text, field, number, number, wide, fraction, fragment);
@@ -50,9 +50,9 @@ void use([[maybe_unused]] const char *text, [[maybe_unused]] int32_t number, [[m
     statement<"%">(number);
 #elif USE == 16 // one value, one directive
     statement_of<"a = 1">(value);
-#elif USE == 17 // callers point to integers and texts only
+#elif USE == 17 // callers point to integers and strings only
     statement_of<"%s">(value);
-#elif USE == 18 // callers point to integers and texts only
+#elif USE == 18 // callers point to integers and strings only
     statement_of<"%f">(value);
 #elif USE == 19 // no matching (function|conversion)
     (void)Sql(text).get();
