@@ -183,8 +183,8 @@ public:
             return false;
         }
         if (found != nullptr) {
-            return value_update(found, text, static_cast<std::uint32_t>(std::strlen(text)), INI_VALUE_CREATED,
-                                never_wrap) == 0;
+            return value_update(found, text, static_cast<uint32_t>(std::strlen(text)), INI_VALUE_CREATED, never_wrap) ==
+                   0;
         }
         const int added = ini_config_add_section(config_, section, nullptr, 0, COL_DSP_END, nullptr, 0);
         return (added == 0 || added == EEXIST) &&
@@ -209,11 +209,11 @@ private:
     bool parse(Strange lines, const Memory &text) {
         ini_cfgfile *opened = nullptr;
         if (text == nullptr ||
-            ini_config_file_from_mem(text.get(), static_cast<std::uint32_t>(std::strlen(text.get())), &opened) != 0) {
+            ini_config_file_from_mem(text.get(), static_cast<uint32_t>(std::strlen(text.get())), &opened) != 0) {
             return false;
         }
         const std::unique_ptr<ini_cfgfile, decltype(&ini_config_file_destroy)> owner(opened, ini_config_file_destroy);
-        const std::uint32_t skipped = lines == Strange::skip ? INI_PARSE_IGNORE_NON_KVP : 0;
+        const uint32_t skipped = lines == Strange::skip ? INI_PARSE_IGNORE_NON_KVP : 0;
         return ini_config_parse(opened, INI_STOP_ON_ANY, INI_MS_MERGE | INI_MV1S_ALLOW | INI_MV2S_ALLOW,
                                 INI_PARSE_NOWRAP | INI_PARSE_NO_C_COMMENTS | skipped, config_) == 0;
     }

@@ -27,17 +27,21 @@
 #include <unistd.h>
 #include <vector>
 
-static std::time_t now = 0; // what the clock shows; 0: the real one
-static int lock_fails = 0;  // with this error
-static int unlock_fails = 0;
-static bool in_syslog = false; // plain on purpose: only the log's own mutex guards it
+namespace {
 
-static void show(const std::string &text) {
+std::time_t now = 0; // what the clock shows; 0: the real one
+int lock_fails = 0;  // with this error
+int unlock_fails = 0;
+bool in_syslog = false; // plain on purpose: only the log's own mutex guards it
+
+void show(const std::string &text) {
     for (const char c : text) {
         EXPECT_EQ(write(STDERR_FILENO, &c, 1), 1);
         sched_yield();
     }
 }
+
+} // namespace
 
 void openlog(const char *ident, int option, int facility) {
     show("openlog " + std::string(ident) + " " + std::to_string(option) + " " + std::to_string(facility) + "\n");
@@ -99,8 +103,8 @@ protected:
 TEST_F(LogTest, FiltersByThresholdAndMask) {
     const struct {
         const char *modules;
-        std::int32_t threshold, level;
-        std::uint32_t bits;
+        int32_t threshold, level;
+        uint32_t bits;
         bool written;
     } cases[] = {
         {nullptr, 10, 10, 1, true},
@@ -132,7 +136,7 @@ TEST_F(LogTest, FiltersByThresholdAndMask) {
 TEST_F(LogTest, WritesToTheDestinationAndEndsTheProcessAtLevelZero) {
     const std::string line = "2024-05-17 08:30:02: ", fatal = "end\nAborting\n";
     const struct {
-        std::int32_t destination;
+        int32_t destination;
         std::string shown, filed;
     } cases[] = {
         {LOGDEST_STDERR, "50%n\n" + fatal, ""},
@@ -225,7 +229,7 @@ TEST_F(LogTest, ReadsTheMaskFromAListOfNames) {
     };
     const struct {
         std::string list, left; // of the list; a NUL shows as 0
-        std::int32_t result, threshold;
+        int32_t result, threshold;
         std::string shown; // the log's own messages, then the bits that let messages through
     } cases[] = {
         {"", "", 0, 9, "Debug mask is 0x80000000\n31 "},
@@ -262,7 +266,7 @@ TEST_F(LogTest, ReadsTheMaskFromAListOfNames) {
 }
 
 TEST_F(LogTest, KeepsTheLinesOfThreadsWhole) {
-    const std::pair<std::int32_t, std::string> destinations[] = {
+    const std::pair<int32_t, std::string> destinations[] = {
         {LOGDEST_STDERR, ""}, {LOGDEST_SYSLOG, "<5>"}, {LOGDEST_LOGFILE, "1970-01-01 00:00:01: "}};
     for (const auto &[destination, prefix] : destinations) {
         constexpr int messages = 50;

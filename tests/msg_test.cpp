@@ -13,14 +13,18 @@
 #include <sys/stat.h>
 #include <vector>
 
-// Whether another process removes the queue just before the library's next use of it.
-static bool queue_vanishes = false;
+namespace {
 
-static void vanish(int queue) {
+// Whether another process removes the queue just before the library's next use of it.
+bool queue_vanishes = false;
+
+void vanish(int queue) {
     if (std::exchange(queue_vanishes, false)) {
         EXPECT_EQ(test::next(msgctl, "msgctl")(queue, IPC_RMID, nullptr), 0);
     }
 }
+
+} // namespace
 
 ssize_t msgrcv(int queue, void *message, std::size_t size, long type, int flags) {
     vanish(queue);
@@ -53,7 +57,7 @@ msqid_ds status() {
 
 struct Raw {
     long type;
-    std::int32_t words[16];
+    int32_t words[16];
 };
 
 void send_raw(const Raw &message, std::size_t size) {
@@ -96,7 +100,7 @@ TEST_F(MsgTest, SendsRecordsOfSixWords) {
 
 TEST_F(MsgTest, RefusesBadArgumentsWithoutTouchingTheQueue) {
     expect_in_child("", [] {
-        for (const std::int32_t negative : {-1, INT32_MIN}) {
+        for (const int32_t negative : {-1, INT32_MIN}) {
             EXPECT_EQ(bt_msg_send_command(1, negative, 1, 1, 1), -1);
             EXPECT_EQ(bt_msg_send_config(1, negative), -1);
             EXPECT_EQ(__bt_msg_send(0, 1, negative, 1, 1, 1), -1);
@@ -107,11 +111,11 @@ TEST_F(MsgTest, RefusesBadArgumentsWithoutTouchingTheQueue) {
 }
 
 TEST_F(MsgTest, ReceivesWhateverIsThere) {
-    constexpr std::int32_t old = 0x5a5a5a5a;
+    constexpr int32_t old = 0x5a5a5a5a;
     struct {
         Raw message;
         std::size_t size; // of what another program sends; 0: nothing
-        std::int32_t record[6];
+        int32_t record[6];
         const char *logged;
     } const steps[] = {
         {{}, 0, {old, old, old, old, old, old}, "bt_msg_get(): no message\n"},
@@ -126,7 +130,7 @@ TEST_F(MsgTest, ReceivesWhateverIsThere) {
             if (step.size > 0) {
                 send_raw(step.message, step.size);
             }
-            std::int32_t words[8];
+            int32_t words[8];
             std::fill(std::begin(words), std::end(words), old);
             EXPECT_EQ(bt_msg_get(reinterpret_cast<BtMessage *>(words)), step.message.type);
             EXPECT_TRUE(std::equal(step.record, step.record + 6, words));
@@ -155,7 +159,7 @@ TEST_F(MsgTest, KeepsTheOrderAndIsQuietBelowLevelNine) {
         bt_msg_send_command(1, 1, 1, 1, 1);
         bt_msg_send_config(2, 2);
         bt_msg_send_command(3, 3, 3, 3, 3);
-        for (const std::int32_t first : {1, 2, 3}) {
+        for (const int32_t first : {1, 2, 3}) {
             EXPECT_EQ(bt_msg_get(&record), first == 2 ? BT_MSG_CONFIG : BT_MSG_COMMAND);
             EXPECT_EQ(record.param1, first);
         }

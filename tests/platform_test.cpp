@@ -37,7 +37,7 @@ static mode_t mode(const char *file) {
 extern "C" {
 int clock_gettime(clockid_t clock, timespec *time) noexcept {
     const int result = next(clock_gettime, "clock_gettime")(clock, time);
-    const std::int64_t passed = (time->tv_sec * std::int64_t{1'000'000'000} + time->tv_nsec) * speed;
+    const int64_t passed = (time->tv_sec * int64_t{1'000'000'000} + time->tv_nsec) * speed;
     *time = {static_cast<std::time_t>(passed / 1'000'000'000), static_cast<long>(passed % 1'000'000'000)};
     return result;
 }
@@ -121,10 +121,10 @@ TEST_F(Platform, AWriteChangesOneValueAndKeepsEverythingElse) {
 TEST_F(Platform, AWriteNeverWidensTheAccess) {
     constexpr const char *attribute = "system.posix_acl_access";
     const struct { // the file's own user may read by name; the group, which the mode shows as reading, may not
-        std::uint32_t version;
+        uint32_t version;
         struct {
-            std::uint16_t tag, access;
-            std::uint32_t id;
+            uint16_t tag, access;
+            uint32_t id;
         } entries[5];
     } list = {2, {{1, 6, ~0U}, {2, 4, getuid()}, {4, 0, ~0U}, {16, 4, ~0U}, {32, 0, ~0U}}};
     char stored[sizeof list] = "";

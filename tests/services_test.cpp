@@ -72,14 +72,14 @@ TEST_F(Services, UrlEncodingWritesBlanksAndNothingElse) {
 TEST_F(Services, TimesAreLocalAndFitTheirBuffers) {
     const struct {
         const char *zone;
-        std::int32_t time;
+        int32_t time;
         const char *shown;
     } cases[] = {{"UTC", 0, "1970-01-01 00:00:00"},
                  {"JST-9", -1, "1970-01-01 08:59:59"},
                  {"<+0530>-5:30", INT32_MAX, "2038-01-19 08:44:07"},
                  {"EST5EDT,M3.2.0,M11.1.0", 1751700600, "2025-07-05 03:30:00"},
                  {"UTC", INT32_MIN, "1901-12-13 20:45:52"}};
-    char *(*const formatters[])(std::int32_t, const char *) = {bt_task_fmttime, http_ftp_task_fmttime};
+    char *(*const formatters[])(int32_t, const char *) = {bt_task_fmttime, http_ftp_task_fmttime};
     for (auto *const format : formatters) {
         for (const auto &expected : cases) {
             setenv("TZ", expected.zone, 1);
@@ -148,7 +148,7 @@ TEST_F(Services, ScheduleComesBackAsItWasStored) {
     char stored[512];
     Get_Profile_String("BTDownload", "Schedule Time", "", stored, sizeof stored);
     EXPECT_EQ(stored, week);
-    for (const std::int32_t enabled : {1, 0}) {
+    for (const int32_t enabled : {1, 0}) {
         EXPECT_EQ(get_tqv3_schedule(&record), BTDB_OK);
         EXPECT_EQ(hours_of(record), week);
         EXPECT_EQ(record.enabled, enabled);

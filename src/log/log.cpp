@@ -62,7 +62,7 @@ void write_to_file(const char *message, bool fatal) {
     std::fflush(err_logfile);
 }
 
-void write(const char *message, bool fatal) {
+void write_message(const char *message, bool fatal) {
     if (fatal) {
         std::fputs(message, stderr);
         std::fputs(aborting, stderr);
@@ -92,7 +92,7 @@ void write(const char *message, bool fatal) {
     if (const int error = pthread_mutex_lock(&err_mutex); error != 0) {
         errno = error;
     }
-    write(message, fatal);
+    write_message(message, fatal);
     if (const int error = pthread_mutex_unlock(&err_mutex); error != 0) {
         errno = error;
     }

@@ -78,7 +78,7 @@ int32_t bt_msg_get(BtMessage *record) {
     return record->mtype;
 }
 
-int32_t bt_msg_clean(void) {
+int32_t bt_msg_clean() {
     const int queue = msgget(BT_MSG_KEY, 0);
     return queue == -1 ? 0 : msgctl(queue, IPC_RMID, nullptr);
 }

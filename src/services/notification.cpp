@@ -13,7 +13,8 @@
 #include <sys/uio.h>
 #include <unistd.h>
 
-namespace korvo {
+using korvo::settings_section;
+
 namespace {
 
 constexpr const char *email_key = "Notification Email";
@@ -22,7 +23,7 @@ constexpr const char *desktop_key = "Notification Desktop";
 
 constexpr const char *trace_file = "/tmp/tqv3.log";
 
-// Everybody may write to /tmp: a link or a pipe planted there is not for us.
+// Everybody may write to /tmp: a symlink or a pipe planted there is not for us.
 int open_trace() {
     const int trace =
         open(trace_file, O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0666);
@@ -52,10 +53,8 @@ void trace_line(int result, const char *server_name, const char *message) {
 }
 
 } // namespace
-} // namespace korvo
 
-std::int32_t get_tqv3_notification(NotificationRecord *record) {
-    using namespace korvo;
+int32_t get_tqv3_notification(NotificationRecord *record) {
     if (record == nullptr) {
         return BTDB_ERR_PARAM;
     }
@@ -65,8 +64,7 @@ std::int32_t get_tqv3_notification(NotificationRecord *record) {
     return BTDB_OK;
 }
 
-std::int32_t set_tqv3_notification(const NotificationRecord *record) {
-    using namespace korvo;
+int32_t set_tqv3_notification(const NotificationRecord *record) {
     if (record == nullptr) {
         return BTDB_ERR_PARAM;
     }
@@ -76,7 +74,7 @@ std::int32_t set_tqv3_notification(const NotificationRecord *record) {
     return BTDB_OK;
 }
 
-std::int32_t tqv3_notification_send(const char *message) {
+int32_t tqv3_notification_send(const char *message) {
     if (message == nullptr) {
         return BTDB_ERR_PARAM;
     }
@@ -89,6 +87,6 @@ std::int32_t tqv3_notification_send(const char *message) {
         return 0;
     }
     const int result = Send_Alert_Mail(server_name, message, nullptr);
-    korvo::trace_line(result, server_name, message);
+    trace_line(result, server_name, message);
     return result;
 }

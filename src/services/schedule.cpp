@@ -1,4 +1,4 @@
-// The weekly schedule: a character for each hour of the week, in the configuration file as one text, Sunday's first.
+// The weekly schedule: a character for each hour of the week, in the configuration file as one string, Sunday's first.
 
 #include "korvo_bt.h"
 #include "platform.h"
@@ -10,7 +10,8 @@
 #include <ctime>
 #include <strings.h>
 
-namespace korvo {
+using korvo::settings_section;
+
 namespace {
 
 constexpr const char *hours_key = "Schedule Time";
@@ -25,10 +26,8 @@ constexpr std::size_t hours = 24;
 constexpr std::size_t hours_of_week = days * hours;
 
 } // namespace
-} // namespace korvo
 
-std::int32_t get_tqv3_schedule(ScheduleRecord *record) {
-    using namespace korvo;
+int32_t get_tqv3_schedule(ScheduleRecord *record) {
     if (record == nullptr) {
         return BTDB_ERR_NULL;
     }
@@ -47,8 +46,7 @@ std::int32_t get_tqv3_schedule(ScheduleRecord *record) {
     return BTDB_OK;
 }
 
-std::int32_t set_tqv3_schedule(const ScheduleRecord *record) {
-    using namespace korvo;
+int32_t set_tqv3_schedule(const ScheduleRecord *record) {
     if (record == nullptr) {
         return BTDB_ERR_NULL;
     }
@@ -56,7 +54,7 @@ std::int32_t set_tqv3_schedule(const ScheduleRecord *record) {
     for (std::size_t day = 0; day < days; ++day) {
         for (std::size_t hour = 0; hour < hours; ++hour) {
             const char c = record->hours[day][hour];
-            week[day * hours + hour] = c != '\0' ? c : allowed; // NUL would end the text
+            week[day * hours + hour] = c != '\0' ? c : allowed; // NUL would end the string
         }
     }
     Set_Profile_String(settings_section, hours_key, week);
@@ -64,7 +62,7 @@ std::int32_t set_tqv3_schedule(const ScheduleRecord *record) {
     return BTDB_OK;
 }
 
-std::int32_t get_now_tqv3_schedule(void) {
+int32_t get_now_tqv3_schedule() {
     const std::time_t now = std::time(nullptr);
     std::tm local{};
     tzset(); // localtime_r() need not notice that the time zone has changed
@@ -72,7 +70,7 @@ std::int32_t get_now_tqv3_schedule(void) {
     ScheduleRecord schedule;
     get_tqv3_schedule(&schedule);
     if (!known || schedule.enabled == 0) {
-        return korvo::switched_off;
+        return switched_off;
     }
     return static_cast<unsigned char>(schedule.hours[local.tm_wday][local.tm_hour]);
 }

@@ -11,7 +11,7 @@ namespace {
 // The format is the caller's own.
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
 
-template <std::size_t Size> char *format_time(char (&buffer)[Size], std::int32_t time, const char *format) {
+template <std::size_t Size> char *format_time(char (&buffer)[Size], int32_t time, const char *format) {
     const std::time_t seconds = time;
     std::tm local{};
     tzset(); // localtime_r() need not notice that the time zone has changed
@@ -24,12 +24,12 @@ template <std::size_t Size> char *format_time(char (&buffer)[Size], std::int32_t
 
 } // namespace
 
-char *bt_task_fmttime(std::int32_t time, const char *format) {
+char *bt_task_fmttime(int32_t time, const char *format) {
     static char buffer[32];
     return format_time(buffer, time, format);
 }
 
-char *http_ftp_task_fmttime(std::int32_t time, const char *format) {
+char *http_ftp_task_fmttime(int32_t time, const char *format) {
     static char buffer[32];
     return format_time(buffer, time, format);
 }
