@@ -114,7 +114,7 @@ int run(int argc, char **argv) {
     Options options;
     constexpr int32_t many = 1'000'000;
     app.get_formatter()->column_width(26);
-    app.option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::Throw);
+    app.option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
     const auto number = [&app](const char *name, int32_t &value, int32_t least, int32_t most, const char *help) {
         app.add_option(name, value, help)->capture_default_str()->check(CLI::Range(least, most))->type_name("N");
     };

@@ -67,6 +67,7 @@ Placed place(const Placing &placing, const std::atomic<bool> &stop) {
             return failure();
         }
         if (const Placed copied = copy(file, to, stop); copied != Placed::done) {
+            remove_file(target, moved);
             return copied;
         }
     }

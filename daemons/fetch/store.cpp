@@ -7,7 +7,7 @@
 
 #include <algorithm>
 #include <cinttypes>
-#include <unistd.h>
+#include <sys/stat.h>
 
 namespace fetch {
 namespace {
@@ -118,8 +118,9 @@ void Store::take_reports() {
 }
 
 void Store::tick() {
-    // The library would create a missing file, for example where its disk is not mounted.
-    if (access(BTDB_DEFAULT_FILE, F_OK) != 0) {
+    // The library would create a missing file, for example where its disk is not mounted. An empty one is no store yet.
+    struct stat status {};
+    if (stat(BTDB_DEFAULT_FILE, &status) != 0 || status.st_size == 0) {
         if (!std::exchange(missing_, true)) {
             err_log(log_error, ERR_MODULE_MAIN, "%s is not there; waiting for it\n", BTDB_DEFAULT_FILE);
         }

@@ -3,12 +3,10 @@
 
     scripts/sandbox tests/fetch/fetch_test.py build/release/bin [-k PATTERN]
 """
-import fcntl
 import hashlib
 import os
 import pathlib
 import random
-import re
 import shutil
 import signal
 import sqlite3
@@ -97,7 +95,7 @@ class DaemonTest(unittest.TestCase):
         self.addCleanup(self.kill)
 
     def start(self, *options):
-        self.log = open("/tmp/log", "a+")
+        self.log = open("/tmp/log", "w")
         self.daemon = subprocess.Popen([f"{BIN}/tqfetchd", "--retry-wait", "1", "--timeout", "3", "--retries", "2",
                                         *options], stderr=self.log)
 
@@ -110,8 +108,8 @@ class DaemonTest(unittest.TestCase):
         end = time.monotonic() + PATIENCE
         while not (result := condition(*arguments)):
             if time.monotonic() > end:
-                self.fail("nothing came of it; the tasks are " + str([dict(r) for r in sql(
-                    "SELECT * FROM HTTP_FTP_TASK")]) + open("/tmp/log").read()[-2000:])
+                self.fail("nothing came of it:\n" + "\n".join(str(tuple(r)) for r in sql("SELECT * FROM HTTP_FTP_TASK")) +
+                          "\n" + open("/tmp/log").read()[-2000:])
             time.sleep(0.05)
         return result
 
@@ -210,6 +208,156 @@ class DaemonTest(unittest.TestCase):
         self.assertEqual(sorted("Download/" + name for name in names), below())
         self.assertEqual(names, ["x", "y z", "_", "_.", "n" * 241 + ".bin", 'a"b;c', "up", "a_b", "100_.bin", "download",
                                  "m" * 245, "own (2)", "else", "_ (2)", "own"])
+
+
+    # ---- What users and disks do
+
+    def test_removal(self):
+        serve("stays")
+        stays = add(self.ftp + "stays")
+        phases = {name: add(self.hostile + f"{kind}/{name}") for name, kind in (
+            ("transferring", "slow"), ("silent", "silent"), ("waiting", "less"), ("paused", "slow"), ("later", "slow"))}
+        self.start("--transfers", "10", "--retry-wait", "5", "--timeout", "30")
+        for name in ("transferring", "paused", "later"):
+            self.until(running, phases[name])
+        change(phases["paused"], task_is_paused=1)
+        self.until(lambda: row(phases["waiting"])["task_errcode"] == 1018 and not row(phases["paused"])["task_pid"])
+        later = phases.pop("later")
+        tqctl("remove", "--kind", "http", "--yes", "--delete-data", *phases.values())
+        self.until(lambda: not any(name.startswith("Download/transferring") for name in below()))
+        self.daemon.send_signal(signal.SIGHUP)  # looks for what is left at once
+        self.until(lambda: {name.split("/")[1].split(".")[0] for name in below()} <= {"stays", "later"})
+        self.kill()
+        tqctl("remove", "--kind", "http", "--yes", later)
+        self.start()
+        self.until(finished, stays)
+        self.until(lambda: below() == ["Download/stays"])
+        self.expect("stays")
+
+    def test_moves(self):
+        for name in ("Films", "outside"):
+            os.mkdir("/share/" + name)
+        os.symlink("/mnt/small", "/share/Small")
+        os.symlink("/share/outside", "/share/Films/link")
+        os.mkdir("/mnt/small/deep")
+        little = DATA[:300_000]
+        serve("little", little)
+        serve("large")
+        pathlib.Path("/share/Films/little").write_text("mine")
+        folders = {"Films": little, "Small/deep": little, "Films/link": None, "../tmp": None, "absent": None, ".": None}
+        tasks = {folder: add(self.http + "little", task_move_folder=folder) for folder in folders}
+        full = add(self.http + "large", task_move_folder="Small")
+        self.start("--retries", "0", "--transfers", "9")
+        for folder, task in tasks.items():
+            if folders[folder] is None:
+                self.assertEqual(self.until(failed, task), 901, folder)
+            else:
+                self.until(finished, task)
+                self.expect(row(task)["task_savename"], little, pathlib.Path("/share", folder))
+        self.assertEqual(self.until(failed, full), 900)
+        self.assertEqual(pathlib.Path("/share/Films/little").read_text(), "mine")
+        self.assertEqual(os.listdir("/share/outside"), [])
+        self.assertEqual(len(os.listdir("/mnt/small")), 1)
+        # With another place to go the complete file needs no server.
+        self.httpd.send_signal(signal.SIGSTOP)
+        self.addCleanup(self.httpd.send_signal, signal.SIGCONT)
+        change(full, task_errcode=0, task_move_folder="Films", task_is_paused=0)
+        self.until(finished, full)
+        self.expect("large", folder=pathlib.Path("/share/Films"))
+
+    def test_full_disk_and_planted_files(self):
+        os.symlink("/mnt/small", "/share/Small")
+        pathlib.Path(PROFILE).write_text("[BTDownload]\nHTTP_FTP Download Folder = Small\n")
+        victim = pathlib.Path("/share/Download/victim")
+        victim.write_text("mine")
+        os.symlink(victim, "/mnt/small/link.part")
+        os.mkfifo("/mnt/small/fifo.part")
+        serve("large")
+        small = {name: add(self.http + name) for name in ("link", "fifo", "second")}
+        for name in small:
+            serve(name, DATA[:200_000])
+        full = [add(self.hostile + "unsized/unsized"), add(self.http + "large")]
+        self.start("--retries", "0", "--transfers", "1")
+        for task in small.values():
+            self.until(finished, task)
+        self.assertEqual([self.until(failed, task) for task in full], [900, 900])
+        self.assertEqual(victim.read_text(), "mine")
+        # What was planted while a task waits.
+        slow = add(self.hostile + "slow/x")
+        pathlib.Path(PROFILE).unlink()
+        self.until(running, slow)
+        self.kill()
+        partial = DOWNLOADS / "x.part"
+        partial.unlink()
+        os.link(victim, partial)
+        self.start()
+        self.until(finished, slow)
+        self.expect("x")
+        self.assertEqual(victim.read_text(), "mine")
+
+    def test_schedule_and_one_daemon(self):
+        hours = lambda c: pathlib.Path(PROFILE).write_text(
+            f"[BTDownload]\nSchedule Time = {c * 168}\nSchedule Time Enable = TRUE\n")
+        hours("0")
+        task = add(self.hostile + "slow/x")
+        self.start()
+        time.sleep(2)
+        self.assertEqual(row(task)["task_state"], QUEUED)
+        for hour, reached in (("1", lambda: running(task)), ("0", lambda: row(task)["task_state"] == QUEUED)):
+            hours(hour)
+            self.daemon.send_signal(signal.SIGHUP)
+            self.until(reached)
+        second = subprocess.run([f"{BIN}/tqfetchd"], capture_output=True, text=True)
+        self.assertEqual((second.returncode, second.stderr),
+                         (3, f"tqfetchd: another tqfetchd runs already (process {self.daemon.pid})\n"))
+
+    # ---- What becomes of the store and the daemon
+
+    def test_locked_and_vanished_store(self):
+        task = add(self.hostile + "slow/x")
+        self.start()
+        self.until(running, task)
+        with sqlite3.connect(DATABASE, isolation_level=None) as lock:
+            lock.execute("BEGIN EXCLUSIVE")
+            before = os.path.getsize(DOWNLOADS / "x.part")
+            time.sleep(2)
+            self.assertGreater(os.path.getsize(DOWNLOADS / "x.part"), before + 500_000)
+            lock.execute("ROLLBACK")
+        os.rename(DATABASE, DATABASE + ".away")
+        time.sleep(3)
+        os.rename(DATABASE + ".away", DATABASE)
+        self.until(finished, task)
+        self.expect("x")
+
+    def test_killed_at_any_moment(self):
+        os.mkdir("/share/Films")
+        os.symlink("/mnt/small", "/share/Small")
+        sql("CREATE TABLE done(task)")
+        sql("CREATE TRIGGER count AFTER UPDATE OF task_state ON HTTP_FTP_TASK WHEN NEW.task_state = 3 "
+            "BEGIN INSERT INTO done VALUES(NEW.task_id); END")
+        data = {}
+        for number in range(12):
+            name = f"file{number}"
+            data[name] = random.Random(number).randbytes(random.Random(number).randrange(200_000, 1_500_000))
+            serve(name, data[name])
+            add((self.http if number % 2 else self.ftp) + name, task_move_folder=("", "Films")[number % 3 == 0])
+        slow = add(self.hostile + "slow/slow")
+        seed = random.randrange(10 ** 9)
+        moment = random.Random(seed)
+        for _ in range(8):
+            self.start("--transfers", "2")
+            time.sleep(moment.uniform(0.05, 0.8))
+            self.kill()
+        self.start()
+        with self.subTest(seed=seed):
+            for task in range(1, slow + 1):
+                self.until(finished, task)
+                folder, name = row(task)["task_move_folder"] or "Download", row(task)["task_savename"]
+                self.expect(name, data.get(name, DATA), pathlib.Path("/share", folder))
+            self.until(lambda: len(below()) == slow)
+            self.assertEqual([list(r) for r in sql("SELECT task FROM done ORDER BY task")],
+                             [[task] for task in range(1, slow + 1)])
+            self.assertEqual([r["task_pid"] for r in sql("SELECT task_pid FROM HTTP_FTP_TASK")], [0] * slow)
 
 
 if __name__ == "__main__":
