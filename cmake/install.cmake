@@ -36,6 +36,15 @@ if(KORVO_BUILD_TOOL)
         DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME tqctl COMPONENT tool)
 endif()
 
+if(TARGET tqfetchd)
+    set(share ${PROJECT_SOURCE_DIR}/daemons/fetch/share)
+    configure_file(${share}/tqfetchd.service ${PROJECT_BINARY_DIR}/tqfetchd.service @ONLY)
+    install(TARGETS tqfetchd RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT daemon)
+    install(FILES ${share}/tqfetchd.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT daemon)
+    install(FILES ${PROJECT_BINARY_DIR}/tqfetchd.service DESTINATION lib/systemd/system COMPONENT daemon)
+    install(FILES ${share}/tqfetchd.conf DESTINATION lib/sysusers.d COMPONENT daemon)
+endif()
+
 if(KORVO_BUILD_REFERENCE)
     install(DIRECTORY ${PROJECT_BINARY_DIR}/reference/man/ DESTINATION ${CMAKE_INSTALL_MANDIR} COMPONENT development)
     install(DIRECTORY ${PROJECT_BINARY_DIR}/reference/html

@@ -49,4 +49,15 @@ if(KORVO_BUILD_TOOL)
 Lists, adds, changes and removes what the download manager knows.")
 endif()
 
+# Its service is neither enabled nor started: that needs the store and the rights of its user.
+if(TARGET tqfetchd)
+    list(APPEND CPACK_COMPONENTS_ALL daemon)
+    set(CPACK_DEBIAN_DAEMON_PACKAGE_NAME tqfetchd)
+    set(CPACK_DEBIAN_DAEMON_PACKAGE_SECTION net)
+    set(CPACK_DEBIAN_DAEMON_PACKAGE_DEPENDS "${runtime} ${this_version}")
+    set(CPACK_DEBIAN_DAEMON_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/packaging/postinst)
+    set(CPACK_DEBIAN_DAEMON_DESCRIPTION "HTTP and FTP download daemon of a download manager
+Downloads the tasks in the download manager's state store.")
+endif()
+
 include(CPack)

@@ -120,17 +120,16 @@ void Store::take_reports() {
 void Store::tick() {
     // The library would create a missing file, for example where its disk is not mounted. An empty one is no store yet.
     struct stat status {};
-    if (stat(BTDB_DEFAULT_FILE, &status) != 0 || status.st_size == 0) {
-        if (!std::exchange(missing_, true)) {
-            err_log(log_error, ERR_MODULE_MAIN, "%s is not there; waiting for it\n", BTDB_DEFAULT_FILE);
+    const bool there = stat(BTDB_DEFAULT_FILE, &status) == 0 && status.st_size > 0;
+    recovered_ = recovered_ || (there && recover());
+    if (!there || !recovered_) {
+        if (!std::exchange(waiting_, true)) {
+            err_log(log_error, ERR_MODULE_MAIN, "waiting for %s, which %s\n", BTDB_DEFAULT_FILE,
+                    there ? "does not answer" : "is not there");
         }
         return;
     }
-    missing_ = false;
-    recovered_ = recovered_ || recover();
-    if (!recovered_) {
-        return;
-    }
+    waiting_ = false;
     for (auto entry = tasks_.begin(); entry != tasks_.end();) {
         entry = advance(entry->first, entry->second) ? tasks_.erase(entry) : std::next(entry);
     }
@@ -146,14 +145,10 @@ bool Store::recover() {
     bt_account_create_tbl();
     // "Nothing to change" and "no answer" are one code, so look.
     const auto done = [](int32_t result, int32_t count) { return result == BTDB_OK || count == 0; };
-    const bool all =
-        done(http_ftp_db_update_pid_to_zero(), http_ftp_db_query_task_count(HTTP_FTP_TASK_FILTER_ALL)) &&
-        done(http_ftp_db_update_no_pid_runninig_task_to_queue(), http_ftp_db_query_running_task_count_without_pid()) &&
-        done(http_ftp_db_update_download_rate_to_zero(), http_ftp_db_query_task_count(HTTP_FTP_TASK_FILTER_ALL));
-    if (!all) {
-        err_log(log_error, ERR_MODULE_MAIN, "the store does not answer; trying again\n");
-    }
-    return all;
+    return done(http_ftp_db_update_pid_to_zero(), http_ftp_db_query_task_count(HTTP_FTP_TASK_FILTER_ALL)) &&
+           done(http_ftp_db_update_no_pid_runninig_task_to_queue(),
+                http_ftp_db_query_running_task_count_without_pid()) &&
+           done(http_ftp_db_update_download_rate_to_zero(), http_ftp_db_query_task_count(HTTP_FTP_TASK_FILTER_ALL));
 }
 
 bool Store::is_open_hour() {

@@ -98,7 +98,7 @@ private:
     std::map<int32_t, Task> tasks_;
     std::map<int32_t, Attempts> attempts_;
     bool recovered_ = false;
-    bool missing_ = false;
+    bool waiting_ = false; // for the store
     bool ending_ = false;
     bool open_hour_ = true;
     Clock::time_point next_settings_;
