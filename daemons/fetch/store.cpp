@@ -75,7 +75,7 @@ Store::Store(const Options &options, Exchange &exchange) : options_(options), ex
     });
 }
 
-void Store::run() {
+void Store::run() noexcept {
     while (!ending_ || !tasks_.empty()) {
         take_reports();
         tick();
@@ -102,11 +102,12 @@ void Store::take_reports() {
             task.amount = amount;
         }
     }
+    // A transfer's task stays until it is known how the transfer ended.
     for (auto &[id, verdict] : reports.verdicts) {
-        tasks_[id].verdict = std::move(verdict);
+        tasks_.at(id).verdict = std::move(verdict);
     }
     for (auto &[id, name] : reports.suggestions) {
-        tasks_[id].suggestion = std::move(name);
+        tasks_.at(id).suggestion = std::move(name);
     }
     if (reports.again) {
         for (auto &[id, attempts] : attempts_) {
@@ -265,7 +266,7 @@ bool Store::drop(int32_t id, Task &task) {
         order_stop(task);
         return false;
     }
-    if (task.phase == Phase::placing && task.placed.wait_for(std::chrono::seconds(0)) != std::future_status::ready) {
+    if (!is_placing_over(task)) {
         return false;
     }
     if (const Descriptor folder = open_folder(task.job.folder); folder.valid()) {
@@ -464,14 +465,22 @@ void Store::begin_placing(Task &task, const HttpFtpTaskRecord &row, const std::s
     task.new_folder = target_folder(task.job.folder, row);
     task.new_name = name;
     const Placing placing{task.job.task, task.job.folder, task.job.name, task.new_folder, task.new_name};
-    task.placed = std::async(std::launch::async, [this, placing] { return place(placing, stop_placing_); });
+    task.placing = std::async(std::launch::async, [this, placing] { return place(placing, stop_placing_); });
+}
+
+bool Store::is_placing_over(Task &task) {
+    constexpr std::chrono::milliseconds moment(20); // most often it is a matter of renaming
+    if (task.placing.valid() && task.placing.wait_for(moment) == std::future_status::ready) {
+        task.placed = task.placing.get();
+    }
+    return !task.placing.valid();
 }
 
 void Store::see_placed(Task &task, const HttpFtpTaskRecord &row) {
-    if (task.placed.wait_for(std::chrono::milliseconds(20)) != std::future_status::ready) {
+    if (!is_placing_over(task)) {
         return;
     }
-    switch (task.placed.get()) {
+    switch (task.placed) {
     case Placed::done:
         task.phase = Phase::finishing;
         break;

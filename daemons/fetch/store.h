@@ -28,8 +28,9 @@ public:
     Store(const Store &) = delete;
     Store &operator=(const Store &) = delete;
 
-    // Works until the transfers have ended for good and every task is back in the queue.
-    void run();
+    // Works until the transfers have ended for good and every task is back in the queue. Memory that runs out ends the
+    // process here as if it had been killed: the next start goes on from that.
+    void run() noexcept;
     // Ends a long move.
     void hurry() { stop_placing_ = true; }
 
@@ -48,7 +49,8 @@ private:
         std::optional<std::string> suggestion;
         std::string new_folder; // of the complete file
         std::string new_name;
-        std::future<Placed> placed;
+        std::future<Placed> placing;
+        Placed placed = Placed::failed;
         int32_t error = 0;   // to be entered when it is let go
         bool failed = false; // for good: it is paused too
     };
@@ -86,6 +88,7 @@ private:
     void judge(Task &task, const HttpFtpTaskRecord &row);
     void fail(Task &task, const Verdict &verdict);
     void begin_placing(Task &task, const HttpFtpTaskRecord &row, const std::string &name);
+    bool is_placing_over(Task &task);
     void see_placed(Task &task, const HttpFtpTaskRecord &row);
 
     const Options &options_;

@@ -26,7 +26,7 @@ Transfers::~Transfers() {
     curl_multi_cleanup(multi_);
 }
 
-void Transfers::run(int signals) {
+void Transfers::run(int signals) noexcept {
     while (!ending_) {
         obey();
         int still_running = 0;

@@ -19,8 +19,9 @@ public:
     Transfers &operator=(const Transfers &) = delete;
     ~Transfers();
 
-    // Works until a signal asks for the end; the descriptor is a signalfd.
-    void run(int signals);
+    // Works until a signal asks for the end; the descriptor is a signalfd. As with the store, memory that runs out ends
+    // the process.
+    void run(int signals) noexcept;
 
 private:
     using Running = std::map<int32_t, std::unique_ptr<Transfer>>;
