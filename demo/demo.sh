@@ -1,6 +1,6 @@
 #!/bin/bash
-# Shows what the library is for, on torrents made on the spot from files of this machine. Takes the folder of the built
-# programs; ./dev demo runs it in the sandbox. Every step is checked: the first surprise ends the demonstration.
+# Shows what the library is for, on torrents made on the spot and real downloads, all of files of this machine. Takes the
+# directory of the built programs; ./dev demo runs it in the sandbox. Every step is checked: the first surprise ends it.
 set -euo pipefail
 
 if [[ ${KORVO_SANDBOX:-} != 1 || $# != 1 ]]; then
@@ -85,19 +85,65 @@ unknown=$(printf 'nobody has this' | sha1sum | cut -d ' ' -f 1)
 expect 3 tqctl show --hash "$unknown"
 expect 3 progress "$unknown" </dev/null
 
-step 'Downloads over HTTP and FTP go into the same list. A file with one address a line queues them.'
-printf '%s\n' http://example.org/film.iso ftp://example.org/books/novel.pdf https://example.org/music.flac >addresses
+step 'Downloads over HTTP go into the same list. A web server in here has three files of this machine, the compiler too.'
+mkdir served
+cp "$(g++ -print-prog-name=cc1plus)" served/compiler
+cp "$(readlink -f /bin/bash)" served/program
+cp "$licences/GPL-3" 'served/a licence.txt'
+cat >lighttpd.conf <<CONF
+server.document-root = "$PWD/served"
+server.bind = "127.0.0.1"
+server.port = 8080
+server.kbytes-per-second = 3000
+CONF
+lighttpd -D -f lighttpd.conf 2>lighttpd.log &
+server=$!
+trap 'kill $server ${daemon:-}' EXIT
+printf 'http://127.0.0.1:8080/%s\n' compiler program a%20licence.txt >addresses
 run cat addresses
 run tqctl add --input addresses
 
-step 'Their downloader claims the oldest task and dies half-way. What it left is still marked as running.'
-expect 70 downloader --crash
-run tqctl next running
+step 'tqfetchd downloads them. It is killed half-way through the compiler, without a warning.'
+half=$(($(stat -c %s served/compiler) / 2))
+fetch() {
+    echo '$ tqfetchd &'
+    tqfetchd 2>>tqfetchd.log &
+    daemon=$!
+}
+# until_true COMMAND...: looks again and again, for a minute.
+until_true() {
+    for ((tries = 0; tries < 600; ++tries)); do
+        ! "$@" || return 0
+        sleep 0.1
+    done
+    cat tqfetchd.log
+    echo 'demo.sh: the daemon does not get on' >&2
+    exit 1
+}
+is_half_done() { (($(stat -c %s /share/Download/compiler.part 2>/dev/null || echo 0) >= half)); }
+is_done() { (($(tqctl list --filter finished | grep -c ^http) == 3)); }
+fetch
+until_true is_half_done
+show kill -KILL "$daemon"
+kill -KILL "$daemon"
+{ wait "$daemon" || true; } 2>/dev/null
 run tqctl list
+run ls -l /share/Download
 
-step 'Started again, it recovers the task and goes on where it was left.'
-run downloader
+step 'Started again, it goes on where it was, and not from the beginning.'
+fetch
+until_true is_done
+show kill "$daemon"
+kill "$daemon"
+wait "$daemon"
+daemon=
+run cat tqfetchd.log
 run tqctl list --filter finished
+
+step 'What came out is what was served.'
+(cd served && sha256sum -- *) >sums
+run cat sums
+(cd /share/Download && run sha256sum --check "$OLDPWD/sums")
 
 step 'Many processes at once: one for every licence text on this machine, all started in the same moment.'
 adders=()
@@ -116,10 +162,9 @@ run tqctl count --filter all
 [[ $(tqctl count --filter all) == $((${#adders[@]} + 6)) ]] || { echo 'demo.sh: a task was lost' >&2; exit 1; }
 
 step 'What was downloaded lies in the share, beside what belongs to others; a torrent also has files of its own.'
-mkdir -p /share/Download
 cp licence.torrent /mnt/HDA_ROOT/
 cp "$licences/GPL-3" /share/Download/
-touch /share/Download/{GPL-3.fastresume,film.iso,holiday.jpg}
+touch /share/Download/{GPL-3.fastresume,holiday.jpg}
 run find /share/Download /mnt/HDA_ROOT -maxdepth 1 -type f
 
 step 'The road ends: a task is removed as a whole, with its data if one asks for it. First, only what would go.'
