@@ -199,6 +199,8 @@ void count_bt() {
             "count_bt");
 }
 
+namespace {
+
 // A page is the one part of a listing that varies.
 int list(const char *statement, int start, int end, const char *what) {
     char *page =

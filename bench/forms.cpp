@@ -40,7 +40,7 @@ void require(bool done, const char *what) {
 const char *const some_hash = "task_hash 000000000000000000000000000150";
 
 BtTaskRecord &some_bt_task() {
-    static BtTaskRecord task = [] {
+    static BtTaskRecord filled = [] {
         BtTaskRecord task = {};
         std::strcpy(task.task_torrent_name, "An album's worth of holiday pictures, summer");
         std::strcpy(task.task_filename, "/share/Download/torrents/holiday-pictures-summer.torrent");
@@ -58,11 +58,11 @@ BtTaskRecord &some_bt_task() {
         task.task_queue_position = 7;
         return task;
     }();
-    return task;
+    return filled;
 }
 
 HttpFtpTaskRecord &some_http_ftp_task() {
-    static HttpFtpTaskRecord task = [] {
+    static HttpFtpTaskRecord filled = [] {
         HttpFtpTaskRecord task = {};
         std::strcpy(task.task_filename, "http://files.example.net/pub/images/a-disc-image.iso");
         std::strcpy(task.task_start_time, "2026/11/22 10:15:00");
@@ -72,7 +72,7 @@ HttpFtpTaskRecord &some_http_ftp_task() {
         task.task_total_size = 4700000000;
         return task;
     }();
-    return task;
+    return filled;
 }
 
 int count_row(void *rows, int /*columns*/, char ** /*values*/, char ** /*names*/) {
