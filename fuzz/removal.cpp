@@ -20,7 +20,7 @@ int Get_Profile_String(const char * /*section*/, const char * /*key*/, const cha
 }
 
 // Nobody waits for a daemon here.
-int nanosleep(const timespec * /*time*/, timespec * /*left*/) {
+int clock_nanosleep(clockid_t, int, const timespec *, timespec *) {
     return 0;
 }
 

@@ -1120,27 +1120,45 @@ KORVO_BT_API int32_t bt_msg_clean(void);
  * Downloaded data lies under "/share/", in the folder that the configuration file's section
  * "BTDownload" names as "BT Download Folder" or "HTTP_FTP Download Folder" (both "Download" by default),
  * or in the task's own move folder, if it has one and its state is 5 (BitTorrent) or
- * HTTP_FTP_TASK_STATE_FINISHED.
+ * HTTP_FTP_TASK_STATE_FINISHED. All of them are relative to "/share/": "Movies", not "/share/Movies".
  *
- * Nothing under "/share/" is removed but the named path and what lies below it: names are taken as they
- * are, no symbolic link on the way is followed (one at the end is removed itself), and a name or folder
- * with a component ".." stays, as does a path that does not fit (1024 bytes for HTTP and FTP) or that a
- * record or buffer may hold cut. The rest of the removal goes on.
+ * What is removed there is what "rm -rf" of the named path would remove (for HTTP, FTP and ".fastresume":
+ * what "rm -f" would), of any depth up to 100,000 levels, and nothing else. A directory that somebody
+ * moves away meanwhile is emptied where it is then. Entries that somebody creates meanwhile may stay, as
+ * does what this process may not delete, with the directories around it.
+ *
+ * Names are taken as they are. "/share" and the share, which is the folder's first component, may be
+ * symlinks, and lead through symlinks, as long as root or this process's effective user made each of
+ * them. Below the share no symlink on the way is followed; one at the end is removed itself. Nothing is
+ * removed under a name or folder with a component "..", a name that is empty or ends in the component
+ * ".", a folder that is empty (the name would be a share), a path that does not fit (1023 bytes for HTTP
+ * and FTP, a folder of 255 for BitTorrent), or a text that the record holds truncated. A name that ends in
+ * "/" means a directory, not a symlink to one. The rest of the removal goes on.
  *
  * Return BTDB_OK, whatever could not be killed, removed or deleted; or BTDB_ERR_NO_TASK when the task's
  * row cannot be read, and nothing happened. The steps are not atomic together: others can see the row
- * when the files are gone already. */
+ * when the files are gone already, and a row that could not be deleted stays without them. */
 
-/* Removes a BitTorrent task: on request the file or folder that has its torrent name; always that name
- * with ".fastresume" in the same folder, the file task_filename and that name with ".db"; then the
- * task's rows in BT_TASK, BT_FDATA and BT_INFODATA. After three more seconds it removes task_filename
- * and the ".db" file once more, in case a daemon wrote them again. Blocks for those three seconds. */
+/* Removes a BitTorrent task: on request the file or directory that has its torrent name; always the file
+ * of that name with ".fastresume" in the same folder, the file task_filename and that name with ".db";
+ * then the task's rows in BT_TASK, BT_FDATA and BT_INFODATA. After three more seconds it removes
+ * task_filename and the ".db" file once more, in case a daemon wrote them again.
+ *
+ * task_filename and its ".db" are removed wherever they lead, also outside "/share/", relative to the
+ * working directory, through symlinks; an empty task_filename removes neither.
+ *
+ * Blocks for those three seconds, for as long as removing the data takes, and while another process holds
+ * a lock: the read and the delete in BT_TASK wait as every call does. The deletes in BT_FDATA and
+ * BT_INFODATA do not wait, and are tried again until the three seconds are over. Rows stay where the lock
+ * lasts longer. */
 KORVO_BT_API int32_t bt_task_remove(int32_t task_id, int32_t remove_data);
 
-/* Removes an HTTP or FTP task: kills its process (task_pid above 0, SIGKILL); on request removes the
- * file that has its saved name, as it stands and percent-decoded; without a saved name the one that is
- * called like the last part of its address, with blanks as "%20" and as they are (only as they are when
- * it is finished); then deletes its row. A folder is never removed. */
+/* Removes an HTTP or FTP task: kills its process (SIGKILL to a task_pid above 0 as the record holds it,
+ * its low 32 bits, whatever the task's state and whatever process has that number by now); on request
+ * removes the file that has its saved name, as it stands and percent-decoded; without a saved name the
+ * one that is called like the last part of its address, with spaces as "%20" and as they are (only as
+ * they are when it is finished); then deletes its row. A directory is never removed. Waits for locks as
+ * every call does. */
 KORVO_BT_API int32_t http_ftp_task_remove(int32_t task_id, int32_t remove_data);
 
 /* ---- Times for display ---------------------------------------------------------------------------- */

@@ -143,7 +143,7 @@ void stop_watching() {
 int Get_Profile_String(const char *, const char *, const char *text, char *buffer, int size) {
     return std::snprintf(buffer, static_cast<std::size_t>(size), "%s", text);
 }
-extern "C" int nanosleep(const timespec * /*time*/, timespec * /*left*/) {
+extern "C" int clock_nanosleep(clockid_t, int, const timespec *, timespec *) {
     return 0;
 }
 

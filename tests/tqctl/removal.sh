@@ -39,7 +39,7 @@ while kill -0 "$process" 2>/dev/null; do sleep 0.1; done; echo 'its process is g
 tq remove 2 --kind http --yes --delete-data
 files
 
-say 'A folder that is a link is not followed. A row that cannot be deleted is told.'
+say 'A share that is a symlink is followed. A row that cannot be deleted is reported.'
 mv /share/Films /share/Behind && ln -s Behind /share/Films && put /share/Films/film
 sql "UPDATE HTTP_FTP_TASK SET task_savename = 'film' WHERE task_id = 3"
 tq remove 3 --kind http --dry-run --delete-data
