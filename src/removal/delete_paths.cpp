@@ -158,7 +158,7 @@ struct Level {
 // cannot be deleted stays and does not keep the others.
 class Emptying {
 public:
-    // Takes the open directory. Returns whether anything was deleted.
+    // Takes the open directory. Returns whether entries may have been passed over that could be deleted.
     bool run(int top) {
         enter(top, "");
         while (here_ != nullptr) {
@@ -170,7 +170,7 @@ public:
                 delete_entry(entry->d_name);
             }
         }
-        return deleted_;
+        return passed_over_;
     }
 
 private:
@@ -181,17 +181,13 @@ private:
     static constexpr int read_from_start_at_most = 1000;
 
     void delete_entry(const char *name) {
-        if (unlinkat(dirfd(here_->stream), name, 0) == 0) {
-            deleted_ = true;
-        } else if (!enter(open_below(name), name)) {
+        if (unlinkat(dirfd(here_->stream), name, 0) != 0 && !enter(open_below(name), name)) {
             delete_directory(dirfd(here_->stream), name);
         }
     }
 
     void delete_directory(int directory, const char *name) {
-        if (unlinkat(directory, name, AT_REMOVEDIR) == 0) {
-            deleted_ = true;
-        } else {
+        if (unlinkat(directory, name, AT_REMOVEDIR) != 0) {
             here_->kept = here_->behind;
         }
     }
@@ -260,6 +256,7 @@ private:
         while (here_ != nullptr && here_->stream == nullptr) {
             Level *const lost = here_;
             here_ = lost->above;
+            passed_over_ = true;
             std::free(lost);
         }
     }
@@ -275,9 +272,10 @@ private:
     }
 
     // Where nothing was kept, reading from the start is right on every file system. Some number the entries by their
-    // places, which change as others are deleted; what is passed over there is left to a second pass.
+    // places, which change as others are deleted.
     void hold_again(int directory) {
         const off_t from = here_->reopened++ < read_from_start_at_most ? here_->kept : here_->behind;
+        passed_over_ |= from != 0;
         lseek(directory, from, SEEK_SET);
         here_->stream = stream_of(directory);
         highest_ = here_;
@@ -288,21 +286,19 @@ private:
     Level *highest_ = nullptr; // the highest that is held open
     int held_ = 0;
     int depth_ = 0;
-    bool deleted_ = false;
+    bool passed_over_ = false;
 };
 
 void delete_tree(const Place &place) {
-    // Others may make entries meanwhile, for ever.
-    constexpr int passes = 2;
     if (!place.names_directory() && unlinkat(place.directory(), place.name(), 0) == 0) {
         return;
     }
-    for (int pass = 0; pass < passes; ++pass) {
-        const bool deleted = Emptying().run(openat(place.directory(), place.name(), to_read));
-        if (unlinkat(place.directory(), place.name(), AT_REMOVEDIR) == 0 || !deleted) {
-            return;
-        }
+    // Others may create entries for ever: there is no third pass.
+    bool again = true;
+    for (int pass = 0; pass < 2 && again; ++pass) {
+        again = Emptying().run(openat(place.directory(), place.name(), to_read));
     }
+    unlinkat(place.directory(), place.name(), AT_REMOVEDIR);
 }
 
 } // namespace
