@@ -6,12 +6,16 @@ example downloader
 example downloader
 "${tqctl%/*}/downloader" http://example.org/removed http://example.org/next >log &
 until_it_says '%' log
+kill -STOP $!
 python3 - "$database" <<'PROGRAM'
 import os, signal, sqlite3, sys
 with sqlite3.connect(sys.argv[1]) as store:
-    os.kill(store.execute("SELECT task_pid FROM HTTP_FTP_TASK WHERE task_id = 3").fetchone()[0], signal.SIGKILL)
+    process = store.execute("SELECT task_pid FROM HTTP_FTP_TASK WHERE task_id = 3").fetchone()[0]
+    assert process > 0
+    os.kill(process, signal.SIGKILL)
     store.execute("DELETE FROM HTTP_FTP_TASK WHERE task_id = 3")
 PROGRAM
+kill -CONT $!
 wait $!
 grep -v '%' log
 rm -r /mnt/HDA_ROOT
