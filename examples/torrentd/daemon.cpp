@@ -1,10 +1,10 @@
 #include "daemon.h"
 
 #include "files.h"
+#include "records.h"
 
 #include <algorithm>
 #include <cinttypes>
-#include <cstdio>
 #include <cstring>
 #include <ctime>
 #include <libtorrent/alert_types.hpp>
@@ -14,7 +14,6 @@
 #include <libtorrent/session_stats.hpp>
 #include <libtorrent/settings_pack.hpp>
 #include <libtorrent/write_resume_data.hpp>
-#include <limits>
 #include <utility>
 
 namespace torrentd {
@@ -25,55 +24,10 @@ constexpr int32_t log_event = 5;
 constexpr int32_t look_every_s = 5; // a message may have been lost
 constexpr int32_t save_every_s = 10;
 constexpr int32_t details_every_s = 60;
-constexpr auto resume_data = lt::torrent_handle::save_info_dict | lt::torrent_handle::flush_disk_cache;
+constexpr auto all_of_it = lt::torrent_handle::save_info_dict | lt::torrent_handle::flush_disk_cache;
 
 void log(int32_t level, int32_t task, const std::string &text) {
     err_log(level, ERR_MODULE_MAIN, "task %" PRId32 ": %s\n", task, text.c_str());
-}
-
-std::string now(const char *format) {
-    return bt_task_fmttime(static_cast<int32_t>(std::time(nullptr)), format);
-}
-
-// A text that is too long is cut: it is for reading only.
-template <std::size_t Size> void put(char (&field)[Size], const std::string &text) {
-    std::snprintf(field, Size, "%s", text.c_str());
-}
-
-int32_t narrow(int64_t number) {
-    return static_cast<int32_t>(std::clamp<int64_t>(number, 0, std::numeric_limits<int32_t>::max()));
-}
-
-int32_t percent(int64_t part, int64_t whole) {
-    return whole > 0 ? narrow(static_cast<int64_t>(100.0 * static_cast<double>(part) / static_cast<double>(whole))) : 0;
-}
-
-std::string time_left(int64_t bytes, int64_t rate) {
-    if (rate <= 0) {
-        return TQ_TIME_LEFT_UNKNOWN;
-    }
-    const int64_t seconds = bytes / rate;
-    char text[32];
-    std::snprintf(text, sizeof text, "%02d:%02d:%02d", narrow(seconds / 3600), narrow(seconds / 60 % 60),
-                  narrow(seconds % 60));
-    return seconds < 100 * 3600 ? text : TQ_TIME_LEFT_MOST;
-}
-
-// A digit for each share of the pieces: 0 none of it, 9 all of it.
-std::string piece_map(const lt::typed_bitfield<lt::piece_index_t> &pieces) {
-    const int64_t count = pieces.size();
-    const int64_t shares = std::min<int64_t>(count, sizeof BtTaskRecord::task_pieces - 1);
-    std::string map;
-    for (int64_t share = 0; share < shares; ++share) {
-        const int64_t begin = share * count / shares;
-        const int64_t end = (share + 1) * count / shares;
-        int64_t there = 0;
-        for (int64_t piece = begin; piece < end; ++piece) {
-            there += pieces[lt::piece_index_t{static_cast<int32_t>(piece)}] ? 1 : 0;
-        }
-        map += static_cast<char>('0' + there * 9 / (end - begin));
-    }
-    return map;
 }
 
 std::vector<std::string> paths_of(const lt::torrent_info &torrent) {
@@ -371,25 +325,15 @@ void Daemon::open(const Pointer &task, lt::add_torrent_params torrent) {
     if (!resumed && exists(data + TQ_FAST_RESUME_SUFFIX)) {
         return fail(task, "something else has the name of its fast-resume file");
     }
+    if (is_symlink(data)) {
+        return fail(task, "its data would be written through a symlink");
+    }
     if (finished && !exists(data)) {
         return fail(task, "its data is gone");
     }
     task->must_match = !resumed && exists(data);
 
-    if (torrent.ti->creation_date() > 0) {
-        put(task->metadata.infodata_creation_date,
-            bt_task_fmttime(narrow(torrent.ti->creation_date()), TQ_TIME_FORMAT));
-    }
-    put(task->metadata.infodata_name, name);
-    put(task->metadata.infodata_comment, torrent.ti->comment());
-    put(task->metadata.infodata_creator, torrent.ti->creator());
-    task->metadata.infodata_piece_length = torrent.ti->piece_length();
-    task->metadata.infodata_num_pieces = torrent.ti->num_pieces();
-    std::string trackers;
-    for (const std::string &tracker : resumed ? resumed->trackers : torrent.trackers) {
-        trackers += trackers.empty() ? tracker : "\n" + tracker;
-    }
-    put(task->metadata.infodata_trackers, trackers);
+    task->metadata = metadata_of(*torrent.ti, resumed ? resumed->trackers : torrent.trackers);
     write_details(task);
 
     // The name is claimed before anything is written under it.
@@ -638,7 +582,7 @@ void Daemon::update(const Pointer &task) {
         task->state = queued && !complete ? TQ_BT_STATE_QUEUED : TQ_BT_STATE_DOWNLOADING;
     }
     if (complete && task->row.finish_time.empty()) {
-        task->row.finish_time = now(TQ_TIME_FORMAT_SHORT);
+        task->row.finish_time = local_time(std::time(nullptr), TQ_TIME_FORMAT_SHORT);
         log(log_event, task->row.id, "finished");
     }
     write_progress(task);
@@ -651,26 +595,12 @@ void Daemon::update(const Pointer &task) {
 // ---- Into the store
 
 BtTaskRecord Daemon::record_of(const Task &task) {
-    const lt::torrent_status &now_is = task.status;
-    BtTaskRecord record{};
+    BtTaskRecord record = progress_of(task.status);
     put(record.task_torrent_name, task.row.name);
-    put(record.task_current_tracker, now_is.current_tracker);
     record.task_state = task.state;
-    record.task_progress = percent(now_is.total_wanted_done, now_is.total_wanted);
-    record.task_total_wanted_done = narrow(now_is.total_wanted_done / TQ_BT_AMOUNT_UNIT);
-    record.task_total_wanted = narrow(now_is.total_wanted / TQ_BT_AMOUNT_UNIT);
-    record.task_all_time_download = narrow(now_is.all_time_download / TQ_BT_AMOUNT_UNIT);
-    record.task_all_time_upload = narrow(now_is.all_time_upload / TQ_BT_AMOUNT_UNIT);
-    record.task_download_rate = now_is.download_payload_rate;
-    record.task_upload_rate = now_is.upload_payload_rate;
-    record.task_num_peers = now_is.num_peers;
-    record.task_num_seeds = now_is.num_seeds;
     record.task_block_size = task.metadata.infodata_piece_length;
-    put(record.task_pieces, piece_map(now_is.pieces));
     record.task_num_pieces = task.metadata.infodata_num_pieces;
     put(record.task_finish_time, task.row.finish_time);
-    record.task_rating = static_cast<float>(percent(now_is.all_time_upload, now_is.all_time_download));
-    put(record.task_time_left, time_left(now_is.total_wanted - now_is.total_wanted_done, now_is.download_payload_rate));
     record.task_is_paused = task.paused ? 1 : 0;
     record.task_queue_position = task.row.queue_position;
     put(record.task_hash, task.row.hash);
@@ -693,7 +623,7 @@ void Daemon::write_details(const Pointer &task) {
     record.infodata_sender_pid = TQ_DETAIL_SENDER;
     put(record.infodata_infohash, task->row.hash);
     const std::time_t next = std::time(nullptr) + lt::total_seconds(task->status.next_announce);
-    put(record.infodata_next_announce, bt_task_fmttime(narrow(next), TQ_TIME_FORMAT_SHORT));
+    put(record.infodata_next_announce, local_time(next, TQ_TIME_FORMAT_SHORT));
     record.infodata_active_time = narrow(task->status.active_duration.count());
     record.infodata_seeding_time = narrow(task->status.seeding_duration.count());
     store_.post({task->row.id, details}, [record] { return write_metadata(record); });
@@ -718,7 +648,7 @@ void Daemon::write_totals(const lt::span<const int64_t> &counters) {
 
 void Daemon::save_fast_resume(const Pointer &task) {
     if (task->handle.is_valid() && !task->directory.empty()) {
-        task->handle.save_resume_data(resume_data);
+        task->handle.save_resume_data(all_of_it);
         ++saving_;
     }
 }

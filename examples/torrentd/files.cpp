@@ -104,6 +104,11 @@ bool exists(const std::string &path) {
     return fs::exists(fs::symlink_status(path, none));
 }
 
+bool is_symlink(const std::string &path) {
+    std::error_code none;
+    return fs::is_symlink(path, none);
+}
+
 std::optional<lt::add_torrent_params> read_torrent_file(const std::string &path) {
     try {
         return lt::load_torrent_buffer(read_file(path));

@@ -25,6 +25,7 @@ std::string hash_text(const lt::info_hash_t &hashes);
 bool same_hash(const std::string &one, const std::string &other); // whatever the case of its digits
 
 bool exists(const std::string &path); // whatever it is, a symlink that leads nowhere included
+bool is_symlink(const std::string &path);
 
 // The torrent file of a task. Nothing when there is none, or it is damaged.
 std::optional<lt::add_torrent_params> read_torrent_file(const std::string &path);
