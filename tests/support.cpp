@@ -6,6 +6,7 @@
 #include <cstring>
 #include <filesystem>
 #include <regex>
+#include <string_view>
 
 namespace test {
 
@@ -268,6 +269,12 @@ Row Record::row() const {
 }
 
 // ---- The fixture
+
+int effort(int least, int quick, int full) {
+    const char *value = std::getenv("KORVO_EFFORT");
+    const std::string_view effort = value != nullptr ? value : "";
+    return effort == "least" ? least : effort == "full" ? full : quick;
+}
 
 // By name: a checkout may be visible below this directory.
 void start_afresh() {

@@ -17,6 +17,10 @@ constexpr const char *folder = "/mnt/HDA_ROOT";
 constexpr const char *database = "/mnt/HDA_ROOT/tq.db";
 constexpr const char *other_file = "/mnt/HDA_ROOT/other.db";
 
+// How much of a suite runs, as KORVO_EFFORT has it: "least" where a program runs many times slower, "full" for the
+// whole of it, and between them what fits into every test run.
+int effort(int least, int quick, int full);
+
 // ---- The database, behind the library's back. Values are written as SQL literals: 7, 'it''s', 2.5, NULL.
 
 using Row = std::vector<std::string>;

@@ -1,18 +1,10 @@
 #include "trial.h"
 
 #include <cstdio>
-#include <cstdlib>
 #include <map>
-#include <string_view>
 #include <utility>
 
 namespace test {
-
-int effort(int least, int quick, int full) {
-    const char *value = std::getenv("KORVO_EFFORT");
-    const std::string_view effort = value != nullptr ? value : "";
-    return effort == "least" ? least : effort == "full" ? full : quick;
-}
 
 std::vector<OperationOfTable> operations_to_try() {
     std::vector<OperationOfTable> operations;

@@ -32,10 +32,6 @@ private:
     std::string read_, listed_;
 };
 
-// How much of a suite runs, as KORVO_EFFORT has it: "least" where a program runs many times slower, "full" for the
-// whole of it, and between them what fits into every test run.
-int effort(int least, int quick, int full);
-
 // All operations; every fifth with the least effort.
 std::vector<OperationOfTable> operations_to_try();
 
