@@ -189,9 +189,9 @@ TEST_F(LogTest, ChangesDestinations) {
     });
     const auto without_folder = [] {
         err_setdest("tests", LOGDEST_SYSLOG);
-        err_setdest("/no/such/folder", LOGDEST_LOGFILE);
+        err_setdest("/no/such/directory", LOGDEST_LOGFILE);
     };
-    expect_in_child("openlog tests 1 24\ncloselog\nError opening /no/such/folder: No such file or directory\n",
+    expect_in_child("openlog tests 1 24\ncloselog\nError opening /no/such/directory: No such file or directory\n",
                     without_folder, EXIT_FAILURE);
     std::filesystem::remove(file);
     ASSERT_EQ(mkfifo(file, 0600), 0);

@@ -19,56 +19,62 @@
 #include <unistd.h>
 #include <utility>
 
-using namespace test;
-namespace fs = std::filesystem;
-
 // ---- What stands in front of the system
 
-static int speed = 1; // of the clock
-static std::string started;
-static mode_t access_at_first, access_at_last;
-static const char *removed_before_lock = nullptr;
+namespace {
 
-static mode_t mode(const char *file) {
+int speed = 1; // of the clock
+std::string started;
+mode_t access_at_first, access_at_last;
+const char *removed_before_lock = nullptr;
+
+mode_t mode(const char *file) {
     struct stat status {};
     return lstat(file, &status) == 0 ? status.st_mode & 07777U : 0;
 }
 
+} // namespace
+
 extern "C" {
 int clock_gettime(clockid_t clock, timespec *time) noexcept {
-    const int result = next(clock_gettime, "clock_gettime")(clock, time);
+    const int result = test::next(clock_gettime, "clock_gettime")(clock, time);
     const int64_t passed = (time->tv_sec * int64_t{1'000'000'000} + time->tv_nsec) * speed;
     *time = {static_cast<std::time_t>(passed / 1'000'000'000), static_cast<long>(passed % 1'000'000'000)};
     return result;
 }
 int nanosleep(const timespec *time, timespec *left) {
     const timespec shorter = {time->tv_sec / speed, time->tv_nsec / speed};
-    return next(nanosleep, "nanosleep")(&shorter, left);
+    return test::next(nanosleep, "nanosleep")(&shorter, left);
 }
 int fchown(int file, uid_t owner, gid_t group) noexcept {
     struct stat status {};
     fstat(file, &status);
     access_at_first |= status.st_mode & 07777U;
-    return next(fchown, "fchown")(file, owner, group);
+    return test::next(fchown, "fchown")(file, owner, group);
 }
 int flock(int file, int operation) noexcept {
     if (removed_before_lock != nullptr) {
         unlink(std::exchange(removed_before_lock, nullptr));
     }
-    return next(flock, "flock")(file, operation);
+    return test::next(flock, "flock")(file, operation);
 }
 int fsync(int file) {
     access_at_last |= mode("/mnt/HDA_ROOT/korvo.conf.lock");
-    return next(fsync, "fsync")(file);
+    return test::next(fsync, "fsync")(file);
 }
 int posix_spawn(pid_t *child, const char *program, const posix_spawn_file_actions_t *files,
                 const posix_spawnattr_t *attributes, char *const *arguments, char *const *environment) {
     started = program;
     return started == "/usr/sbin/sendmail" // the machine's own mails nobody
                ? ENOENT
-               : next(posix_spawn, "posix_spawn")(child, program, files, attributes, arguments, environment);
+               : test::next(posix_spawn, "posix_spawn")(child, program, files, attributes, arguments, environment);
 }
 }
+
+namespace test {
+namespace {
+
+namespace fs = std::filesystem;
 
 class Platform : public testing::Test {
 protected:
@@ -140,9 +146,9 @@ TEST_F(Platform, AWriteNeverWidensTheAccess) {
 
     // A directory's default list is for files that are new.
     removexattr(profile, attribute);
-    ASSERT_EQ(setxattr(folder, "system.posix_acl_default", &list, sizeof list, 0), 0) << strerror(errno);
+    ASSERT_EQ(setxattr(directory, "system.posix_acl_default", &list, sizeof list, 0), 0) << strerror(errno);
     EXPECT_EQ(Set_Profile_String("BTDownload", "key", "value"), 0);
-    removexattr(folder, "system.posix_acl_default");
+    removexattr(directory, "system.posix_acl_default");
     EXPECT_EQ(getxattr(profile, attribute, stored, sizeof stored), -1);
 }
 
@@ -246,12 +252,12 @@ TEST_F(Platform, WritersAtOnceLoseNothingAndReadersSeeNoHalfFile) {
 }
 
 TEST_F(Platform, TheServersNameIsTheHosts) {
-    char host[256] = "", name[256], cut[3] = "";
+    char host[256] = "", name[256], truncated[3] = "";
     gethostname(host, sizeof host);
     EXPECT_EQ(Get_Server_Name(name, sizeof name), 0);
     EXPECT_STREQ(name, host);
-    EXPECT_EQ(Get_Server_Name(cut, sizeof cut), 0);
-    EXPECT_EQ(cut, std::string(host).substr(0, 2));
+    EXPECT_EQ(Get_Server_Name(truncated, sizeof truncated), 0);
+    EXPECT_EQ(truncated, std::string(host).substr(0, 2));
 }
 
 TEST_F(Platform, MailReachesTheMailSystemAsItIs) {
@@ -320,3 +326,6 @@ TEST_F(Platform, OnlyWhoMayDoSoAnywayNamesTheMailProgram) {
         EXPECT_EQ(shell("chmod 755 . .."), 0);
     }
 }
+
+} // namespace
+} // namespace test

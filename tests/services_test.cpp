@@ -14,27 +14,33 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-using namespace test;
-namespace fs = std::filesystem;
-
 // ---- What stands in front of the system
 
-static std::time_t now_is = 0; // 0: the real clock
-static bool time_converts = true;
+namespace {
+
+std::time_t now_is = 0; // 0: the real clock
+bool time_converts = true;
+
+} // namespace
 
 extern "C" {
 std::time_t time(std::time_t *to) noexcept {
-    const std::time_t now = now_is != 0 ? now_is : next(time, "time")(nullptr);
+    const std::time_t now = now_is != 0 ? now_is : test::next(time, "time")(nullptr);
     return to != nullptr ? *to = now : now;
 }
 std::tm *localtime_r(const std::time_t *seconds, std::tm *to) noexcept {
-    return time_converts ? next(localtime_r, "localtime_r")(seconds, to) : nullptr;
+    return time_converts ? test::next(localtime_r, "localtime_r")(seconds, to) : nullptr;
 }
 int Get_Server_Name(char *buffer, int size) {
     std::memset(buffer, 'n', static_cast<std::size_t>(size)); // without an end
     return 0;
 }
 }
+
+namespace test {
+namespace {
+
+namespace fs = std::filesystem;
 
 class Services : public StoreTest {
 protected:
@@ -59,7 +65,7 @@ protected:
 
 // ---- URL encoding, times
 
-TEST_F(Services, UrlEncodingWritesBlanksAndNothingElse) {
+TEST_F(Services, UrlEncodingWritesSpacesAndNothingElse) {
     const std::pair<std::string, std::string> cases[] = {{"", ""},
                                                          {" a  b%20\t%#?&+\xe9/\n", "%20a%20%20b%20\t%#?&+\xe9/\n"}};
     for (const auto &[text, encoded] : cases) {
@@ -101,7 +107,7 @@ TEST_F(Services, TimesAreLocalAndFitTheirBuffers) {
 
 // ---- The schedule
 
-static std::string hours_of(const ScheduleRecord &record) {
+std::string hours_of(const ScheduleRecord &record) {
     std::string week;
     for (const auto &day : record.hours) {
         EXPECT_EQ(day[24], '\0');
@@ -229,7 +235,7 @@ TEST_F(Services, AMessageIsMailedAndTracedAsItIs) {
     close(input);
 }
 
-TEST_F(Services, TheTraceFollowsNoLinkAndWaitsForNobody) {
+TEST_F(Services, TheTraceFollowsNoSymlinkAndWaitsForNobody) {
     configure("Notification Email = 1\n[Alert]\nMail Program = /tmp/none");
     write_file("/tmp/files/canary");
     constexpr const char *trace = "/tmp/tqv3.log";
@@ -257,6 +263,9 @@ TEST_F(Services, TheTraceFollowsNoLinkAndWaitsForNobody) {
         fs::remove(fs::path(trace));
     }
     char nothing;
-    EXPECT_EQ(read(reader, &nothing, 1), 0);
+    EXPECT_EQ(::read(reader, &nothing, 1), 0);
     close(reader);
 }
+
+} // namespace
+} // namespace test

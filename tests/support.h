@@ -13,7 +13,7 @@
 
 namespace test {
 
-constexpr const char *folder = "/mnt/HDA_ROOT";
+constexpr const char *directory = "/mnt/HDA_ROOT";
 constexpr const char *database = "/mnt/HDA_ROOT/tq.db";
 constexpr const char *other_file = "/mnt/HDA_ROOT/other.db";
 

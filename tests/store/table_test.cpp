@@ -78,14 +78,14 @@ TEST_P(EveryOperation, RefusesInvalidArgumentsBeforeAnyWork) {
 TEST_P(EveryOperation, FailsWithOpenWhenTheDirectoryIsMissing) {
     prepare(table, operation);
     const Rows before = contents();
-    const std::string aside = std::string(folder) + ".aside";
-    ASSERT_EQ(std::rename(folder, aside.c_str()), 0);
+    const std::string aside = std::string(directory) + ".aside";
+    ASSERT_EQ(std::rename(directory, aside.c_str()), 0);
     {
         Recording recording;
         EXPECT_EQ(call(operation), BTDB_ERR_OPEN);
         EXPECT_EQ(recording.calls, (std::vector<std::string>{"open /mnt/HDA_ROOT/tq.db", "close"}));
     }
-    ASSERT_EQ(std::rename(aside.c_str(), folder), 0);
+    ASSERT_EQ(std::rename(aside.c_str(), directory), 0);
     expect_nothing_done(before);
 }
 
