@@ -11,6 +11,10 @@ import threading
 import time
 import urllib.parse
 
+from pyftpdlib.authorizers import DummyAuthorizer
+from pyftpdlib.handlers import FTPHandler, ThrottledDTPHandler
+from pyftpdlib.servers import FTPServer
+
 ROOT = "/tmp/served"
 SIZE = 3_000_000
 DATA = random.Random(1).randbytes(SIZE)
@@ -40,18 +44,18 @@ def start_http():
     return process, f"http://127.0.0.1:{port}/"
 
 
-def start_ftp():
-    from pyftpdlib.authorizers import DummyAuthorizer
-    from pyftpdlib.handlers import FTPHandler, ThrottledDTPHandler
-    from pyftpdlib.servers import FTPServer
-    logging.basicConfig(level=logging.CRITICAL)
+def set_pace(slow):
+    """How the FTP server and /slow/ send from now on: slowly, or what is left at once."""
+    ThrottledDTPHandler.write_limit = 300_000 if slow else 0
+    Hostile.pace = 0.3 if slow else 0
 
-    class Slow(ThrottledDTPHandler):
-        write_limit = 400_000
+
+def start_ftp():
+    logging.basicConfig(level=logging.CRITICAL)
 
     class Handler(FTPHandler):
         authorizer = DummyAuthorizer()
-        dtp_handler = Slow
+        dtp_handler = ThrottledDTPHandler
     os.makedirs(ROOT, exist_ok=True)
     Handler.authorizer.add_anonymous(ROOT)
     Handler.authorizer.add_user("anna", "secret", ROOT)
@@ -64,6 +68,7 @@ class Hostile(http.server.BaseHTTPRequestHandler):
     """/BEHAVIOUR/NAME. The count is that of the requests for this path so far."""
     protocol_version = "HTTP/1.1"
     seen = []  # (path, headers)
+    pace = 0  # seconds between 64 KiB
 
     def log_message(self, *_):
         pass
@@ -80,7 +85,7 @@ class Hostile(http.server.BaseHTTPRequestHandler):
         except (BrokenPipeError, ConnectionResetError):
             pass
 
-    def answer(self, body=DATA, at=0, start=None, total=None, length=None, etag='"1"', also=(), pace=0):
+    def answer(self, body=DATA, at=0, start=None, total=None, length=None, etag='"1"', also=(), paced=False):
         """What follows `at` of a body, with headers that say something else on request."""
         rest = body[at:]
         self.send_response(206 if at else 200)
@@ -94,7 +99,7 @@ class Hostile(http.server.BaseHTTPRequestHandler):
         self.end_headers()
         for begin in range(0, len(rest), 65536):
             self.wfile.write(rest[begin:begin + 65536])
-            time.sleep(pace)
+            time.sleep(self.pace if paced else 0)
 
     def send_part(self, etag='"1"'):
         """As if the connection broke half-way."""
@@ -104,7 +109,7 @@ class Hostile(http.server.BaseHTTPRequestHandler):
         self.answer(at=at)
 
     def slow(self, _, at):
-        self.answer(at=at, pace=0.15)
+        self.answer(at=at, paced=True)
 
     def half(self, count, at):
         self.send_part() if count == 0 else self.answer(at=at)
