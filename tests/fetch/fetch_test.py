@@ -224,9 +224,13 @@ class DaemonTest(unittest.TestCase):
         self.start("--transfers", "10", "--retry-wait", "5", "--timeout", "30")
         for name in ("transferring", "paused", "later"):
             self.until(running, phases[name])
+        token = row(phases["later"])["task_pid"]
+        os.kill(token, signal.SIGKILL)
+        self.until(lambda: row(phases["later"])["task_pid"] == 0)
         change(phases["paused"], task_is_paused=1)
         self.until(lambda: row(phases["waiting"])["task_errcode"] == 1018 and not row(phases["paused"])["task_pid"])
         later = phases.pop("later")
+        self.until(lambda: row(later)["task_pid"] not in (0, token))
         tqctl("remove", "--kind", "http", "--yes", "--delete-data", *phases.values())
         self.until(lambda: not any(name.startswith("Download/transferring") for name in below()))
         self.daemon.send_signal(signal.SIGHUP)  # looks for what is left at once
