@@ -413,14 +413,19 @@ void Store::judge(Task &task, const HttpFtpTaskRecord &row) {
     case Verdict::End::failed:
         fail(task, *task.verdict);
         break;
-    case Verdict::End::token_died: // the task is being removed, most likely
-        attempts_[task.job.task].due = Clock::now() + std::chrono::seconds(options_.retry_wait_s);
-        task.phase = Phase::letting_go;
+    case Verdict::End::token_died:
+        expect_removal(task);
         break;
     case Verdict::End::stopped:
         task.phase = Phase::letting_go;
         break;
     }
+}
+
+// Its process was killed, so its row is about to go, though a locked store may keep it for a while.
+void Store::expect_removal(Task &task) {
+    task.kept_until = Clock::now() + std::chrono::seconds(options_.retry_wait_s);
+    task.phase = Phase::letting_go;
 }
 
 // For what is temporary the waits grow, and progress starts the count again.
@@ -455,7 +460,8 @@ bool Store::let_go(const Task &task, const HttpFtpTaskRecord &row) {
     if (task.failed) {
         entry.paused(1);
     }
-    return entry.state(HTTP_FTP_TASK_STATE_QUEUED).process(0).is_written();
+    return entry.state(HTTP_FTP_TASK_STATE_QUEUED).process(0).is_written() &&
+           (ending_ || Clock::now() >= task.kept_until);
 }
 
 // ---- A complete file
@@ -503,9 +509,8 @@ void Store::see_placed(Task &task, const HttpFtpTaskRecord &row) {
 
 bool Store::finish(Task &task, const HttpFtpTaskRecord &row) {
     const int32_t id = task.job.task;
-    if (!task.token->is_alive()) { // being removed; if not, the next claim finds the file where it is
-        attempts_[id].due = Clock::now() + std::chrono::seconds(options_.retry_wait_s);
-        task.phase = Phase::letting_go;
+    if (!task.token->is_alive()) { // should it not be removed, the next claim finds the file where it is
+        expect_removal(task);
         return false;
     }
     const Descriptor folder = open_folder(task.job.folder);

@@ -53,6 +53,7 @@ private:
         Placed placed = Placed::failed;
         int32_t error = 0;   // to be entered when it is let go
         bool failed = false; // for good: it is paused too
+        Clock::time_point kept_until;
     };
 
     // What is remembered of a task that is tried again.
@@ -86,6 +87,7 @@ private:
     void enter_progress(const Task &task, Entry &entry);
     void order_stop(Task &task);
     void judge(Task &task, const HttpFtpTaskRecord &row);
+    void expect_removal(Task &task);
     void fail(Task &task, const Verdict &verdict);
     void begin_placing(Task &task, const HttpFtpTaskRecord &row, const std::string &name);
     bool is_placing_over(Task &task);
