@@ -18,7 +18,7 @@
 #define TQ_BT_STATE_CHECKING 2 /* comparing what is on the disk with the torrent */
 #define TQ_BT_STATE_METADATA 3 /* fetching the metadata of a magnet link */
 #define TQ_BT_STATE_DOWNLOADING 4
-#define TQ_BT_STATE_FINISHED 5 /* complete; the data is in the move folder if one is set, seeding or not */
+#define TQ_BT_STATE_FINISHED 5 /* complete, with its data in the move folder; without one, not to be seeded */
 #define TQ_BT_STATE_SEEDING 6  /* complete and seeding from the download folder */
 #define TQ_BT_STATE_FAILED 7   /* and paused; the reason is in infodata_error */
 
