@@ -1,12 +1,12 @@
 /*
- * downloader.c - how an HTTP/FTP downloader shares its tasks with the rest of the device: recover, pick, claim,
- * advance, let go. The transfer is played: a file has 4 GiB, a quarter arrives each 200 ms, and the server has nothing
- * that ends in ".missing". A real transfer, and several at once, are in the daemon tqfetchd.
+ * downloader.c - how an HTTP/FTP downloader shares its tasks with the rest of the device: recover, pick, claim, report
+ * progress, release. The transfer is simulated: a file has 4 GiB, a quarter arrives each 200 ms, and the server has no
+ * file whose name contains ".missing". A real transfer, and several at once, are in the daemon tqfetchd.
  *
  *     downloader [--crash] [ADDRESS]...       queues a task for each address, then works until no task is queued
  *
  * --crash ends it half-way through its first task, as if it had been killed; the next start goes on from there. One
- * downloader at a time: picking claims nothing, so two that pick in the same moment are given the same task.
+ * downloader at a time: picking does not claim a task, so two that pick in the same moment get the same one.
  */
 #define _POSIX_C_SOURCE 200809L
 #include <inttypes.h>

@@ -26,7 +26,7 @@ static int32_t good(int32_t result, const char *what) {
     return result;
 }
 
-/* A text that was cut would be another text. */
+/* A truncated string would be another string. */
 static void put(char *field, size_t width, const char *text) {
     if ((size_t)snprintf(field, width, "%s", text) >= width) {
         fprintf(stderr, "feeds: longer than the store keeps: %s\n", text);
@@ -35,7 +35,7 @@ static void put(char *field, size_t width, const char *text) {
 }
 #define PUT(field, text) put(field, sizeof(field), text)
 
-/* The rows that have a text in a column. Columns come in the order of the record's fields. */
+/* The rows that have a string in a column. Columns come in the order of the record's fields. */
 struct search {
     int column;
     const char *text;

@@ -1,11 +1,11 @@
 /*
- * messages.c - both ends of the message queue, so that neither dies with it and no message is lost on the way.
+ * messages.c - both ends of the message queue, written so that a failing queue ends neither of them.
  *
  *     messages serve                    is the daemon, until it is killed; it obeys "pause" and "resume"
  *     messages pause ID, resume ID      sends the command until its effect is seen in the store
  *
  * A full queue, or one that refuses its caller, ends the calling process. So each end talks to the queue from a child.
- * Nothing acknowledges a message: the store is the authority, and who wants an effect looks for it and sends again.
+ * Messages are not acknowledged: the store is the authority, and a sender repeats a message until it sees the effect.
  *
  * Exit status: 0 done, 1 no effect was seen, 2 usage.
  */

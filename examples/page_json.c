@@ -15,13 +15,13 @@
 #include <string.h>
 #include <wchar.h>
 
-/* The columns of a row; those that hold texts. */
+/* The columns of a row, and which of them hold strings. */
 static const char *const keys[] = {"started", "id",       "name",   "state",    "down_rate", "up_rate",
                                    "rating",  "done",     "wanted", "progress", "finished",  "time_left",
                                    "paused",  "position", "error",  "kind"};
 static const bool is_text[16] = {[0] = true, [2] = true, [10] = true, [11] = true, [15] = true};
 
-/* Any bytes may be stored. What is no UTF-8 becomes the replacement character. */
+/* Any bytes may be stored. Those that are not UTF-8 become the replacement character. */
 static void print_text(FILE *page, const char *text) {
     fputc('"', page);
     for (size_t length = 0; *text != '\0'; text += length) {

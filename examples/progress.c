@@ -6,7 +6,7 @@
  * A daemon reads its task once and keeps the record: what it writes back belongs to it alone, and a record read anew
  * before each write would only bring back what it wrote itself. Amounts are 32 bits wide, so they are stored in KiB.
  *
- * Exit status: 0 done, 1 the library gave no answer, 2 a line is wrong, 3 no task has that hash.
+ * Exit status: 0 done, 1 the store cannot be read, 2 usage or a wrong line, 3 no task has that hash.
  */
 #include <inttypes.h>
 #include <korvo_bt.h>

@@ -141,14 +141,14 @@ extern "C" {
 
 /* Besides the causes named above, the codes from BTDB_ERR_TABLE to BTDB_ERR_UPDATE also report a file that
  * stayed locked for longer than the call waits, a damaged file, a full disk or memory that ran out. So
- * BTDB_ERR_QUERY and BTDB_ERR_UPDATE do not prove that a row is absent. A program that would discard
- * something because a task is gone reads again first, after a pause, and counts or lists the table: an
- * answer in which the task does not occur is one, a failed call is none. */
+ * BTDB_ERR_QUERY and BTDB_ERR_UPDATE do not prove that a row is absent. Before a program discards something
+ * because a task is gone, it waits and then counts or lists the table: a listing that succeeds without the
+ * task proves it, a call that fails does not. */
 
 /* ---- Advice to authors of daemons ---------------------------------------------------------------- */
 
-/* Choosing work. Picking a task, entering a process and changing the state are three calls, and picking
- * claims nothing. Let one process do it, under a lock of its own.
+/* Picking tasks. Picking a task, entering a process and changing the state are three calls, and picking
+ * does not claim the task. Let one process do it, under a lock of its own.
  *
  * Several transfers in one process. http_ftp_task_remove() kills the process in task_pid. A daemon that
  * entered its own would lose all its transfers with the first removed task. It starts an idle child process
@@ -167,12 +167,12 @@ extern "C" {
  * Waiting. A call can wait for 20 seconds and more (see the conventions). A process that must go on
  * meanwhile makes its calls in a thread of their own.
  *
- * Absence. See above: read again before you act on it.
+ * Missing tasks. A failed read does not prove that a task is gone: see the result codes above.
  *
- * The message queue ends the process that it fails. Send from a child process and look at its exit status;
- * receive in a child process that hands over one message at a time, through a pipe, and takes the next when
- * that one is handed over, so that its death loses at most one. The queue confirms nothing: the database
- * is the authority, and a sender repeats its message until it sees the effect.
+ * The message queue. A send or receive that fails ends the calling process. Send from a child process and
+ * look at its exit status; receive in a child process that passes one message at a time to its parent,
+ * through a pipe, so that its end loses at most one. The queue has no acknowledgements: the database is the
+ * authority, and a sender repeats its message until it sees the effect.
  *
  * Where files must lie for removal to find them. A download is below "/share/", in the directory that the
  * device's configuration names for its kind, or in the task's move folder once the task is finished
@@ -221,9 +221,9 @@ typedef int (*TqRowCallback)(void *context, int columns, char **values, char **n
  *   - Without any setup, messages of all modules up to level 10 go to standard error. Among them are those
  *     that bt_msg_get() writes at level 9 whenever it is called, also when it finds the queue empty: a
  *     daemon that polls its queue sets err_debuglevel to 8 or less, or chooses another destination.
- *   - The library ends the process in these cases and in no other: an err_log() of level 0, which is also
- *     how the message queue reports that it cannot be reached, that it is full or that it refuses a
- *     message; and a log file that err_setdest() cannot open. It calls exit(): a forked child in which
+ *   - The library ends the process only in these cases: an err_log() of level 0, which is also how the
+ *     message queue reports that it cannot be reached, that it is full or that it refuses a message; and
+ *     a log file that err_setdest() cannot open. It calls exit(): a forked child in which
  *     that happens runs the handlers that its parent registered with atexit(), and writes once more
  *     what its parent had not flushed when it forked. Flush before fork().
  *   - Standard error that is a pipe without a reader, or such a FIFO as log file, raises SIGPIPE, as any
@@ -246,28 +246,28 @@ typedef int (*TqRowCallback)(void *context, int columns, char **values, char **n
 #define ERR_MODULE_REND 0x00000800U
 #define ERR_MODULE_SELF 0x80000000U
 
-/* Destinations. Any other number is none: only fatal messages are then seen, on standard error. */
+/* Destinations. With any other number only fatal messages are written, to standard error. */
 #define LOGDEST_STDERR 0  /* standard error, the message alone; the destination at the start */
 #define LOGDEST_SYSLOG 1  /* syslog: facility LOG_DAEMON, priority LOG_NOTICE, with the process id */
 #define LOGDEST_LOGFILE 2 /* a file, appended to: "2024-05-17 08:30:02: message", in TZ's local time */
 
 /* The threshold, 10 at the start. Programs read and assign it directly, also while other threads log
- * (then with an atomic store). Below 0 it lets fatal messages and levels as low as itself through. */
+ * (then with an atomic store). Below 0, only fatal messages and levels not above it are written. */
 KORVO_BT_API extern int32_t err_debuglevel;
 
 /* Writes a message, or returns at once when it is filtered: that costs a comparison and a bit test.
  *   level    0 ends the process after writing; any other, negative ones too, is compared with the threshold
  *   modules  the message's module bits; ignored at level 0
- *   format   printf's, followed by its arguments and checked by the compiler. It ends with "\n": none is
- *            added. It is truncated to 1023 bytes, that "\n" included
+ *   format   printf's, followed by its arguments and checked by the compiler. End it with "\n": none
+ *            is added. A message above 1023 bytes is truncated, and its "\n" with it
  * A fatal message goes to standard error, followed by "Aborting\n", and to syslog or the log file as well
  * when that is the destination. Messages of several threads do not mix. A message that cannot be written, as
  * when the disk is full, is silently lost; a mutex that fails leaves its error in errno, and the message
  * is written. */
 KORVO_BT_API void err_log(int32_t level, uint32_t modules, const char *format, ...) KORVO_BT_PRINTF(3, 4);
 
-/* Chooses the destination: closes the one in use and opens the new one. The destination in use is left
- * alone, whatever the name: to change from one file to another, go by way of LOGDEST_STDERR.
+/* Chooses the destination: closes the one in use and opens the new one. Choosing the destination in use
+ * changes nothing, whatever the name: to change from one file to another, go by way of LOGDEST_STDERR.
  *   name         LOGDEST_SYSLOG: the ident, which must stay valid while this is the destination;
  *                LOGDEST_LOGFILE: the file's path, not NULL; else ignored
  *   destination  LOGDEST_*
@@ -521,7 +521,7 @@ KORVO_BT_API int32_t bt_db_query_session(const char *file, TqRowCallback callbac
  *      4 task_download_rate      9 task_progress
  *      5 task_upload_rate (0)   10 task_finish_time
  *
- * In brackets: what an HTTP/FTP row has there, where it differs. Column names are those of the
+ * In parentheses: what an HTTP/FTP row has there, where it differs. Column names are those of the
  * BitTorrent side. Identifiers of the two tables overlap: a row's key is columns 15 and 1 together.
  * Returns BTDB_OK; BTDB_ERR_PARAM for bad paging or filter; BTDB_ERR_OPEN; BTDB_ERR_QUERY when the
  * listing was stopped or failed, also when either table is missing. */
@@ -1060,11 +1060,11 @@ KORVO_BT_API int32_t bt_account_query_all(const char *file, TqRowCallback callba
  *     is ignored). A receiver asks for all of 0777, which a queue of mode 0666 refuses to everybody but
  *     processes with the capability CAP_IPC_OWNER, as root has: ITS OWN CREATOR IS REFUSED TOO, and ended.
  *     So a daemon that does not run as root calls bt_msg_get() at its start, before any sender can be first;
- *     where a sender was, remove the queue. With either mode every user of the system may send, and read
+ *     where a sender was first, remove the queue. With either mode every user of the system may send, and read
  *     and remove what waits: messages are not authenticated and hold no secrets.
  *   - bt_msg_get() logs at level 9 on every call; see err_debuglevel. */
 
-/* The queue's System V key, as it stands. */
+/* The queue's System V key: this very number, not one that ftok() makes. */
 #define BT_MSG_KEY 2502
 
 /* Types of messages. */
@@ -1113,9 +1113,9 @@ KORVO_BT_API int32_t bt_msg_clean(void);
 
 /* ---- Removing a task ------------------------------------------------------------------------------ */
 
-/* Remove a task as a whole: its row, its files, and on request what it has downloaded.
+/* Remove a task: its row, its files, and on request what it has downloaded.
  *   task_id      the task
- *   remove_data  not 0: what it has downloaded goes too
+ *   remove_data  not 0: what it has downloaded is removed too
  *
  * Downloaded data lies under "/share/", in the folder that the configuration file's section
  * "BTDownload" names as "BT Download Folder" or "HTTP_FTP Download Folder" (both "Download" by default),
@@ -1124,15 +1124,15 @@ KORVO_BT_API int32_t bt_msg_clean(void);
  *
  * What is removed there is what "rm -rf" of the named path would remove (for HTTP, FTP and ".fastresume":
  * what "rm -f" would), of any depth up to 100,000 levels, and nothing else. A directory that somebody
- * moves away meanwhile is emptied where it is then. Entries that somebody creates meanwhile may stay, as
- * does what this process may not delete, with the directories around it.
+ * moves away meanwhile is emptied where it is then. Entries that somebody creates meanwhile may remain. What
+ * this process may not delete remains, with the directories that contain it.
  *
  * Names are taken as they are. "/share" and the share, which is the folder's first component, may be
  * symlinks, and lead through symlinks, as long as root or this process's effective user made each of
  * them. Below the share no symlink on the way is followed; one at the end is removed itself. Nothing is
  * removed under a name or folder with a component "..", a name that is empty or ends in the component
  * ".", a folder that is empty (the name would be a share), a path that does not fit (1023 bytes for HTTP
- * and FTP, a folder of 255 for BitTorrent), or a text that the record holds truncated. A name that ends in
+ * and FTP, a folder of 255 for BitTorrent), or a string that the record holds truncated. A name that ends in
  * "/" means a directory, not a symlink to one. The rest of the removal goes on.
  *
  * Return BTDB_OK, whatever could not be killed, removed or deleted; or BTDB_ERR_NO_TASK when the task's

@@ -26,7 +26,7 @@
 #define TQ_MARKER_NONE 0
 #define TQ_MARKER_REMOVE 1           /* to be removed, the data stays */
 #define TQ_MARKER_REMOVE_WITH_DATA 2 /* to be removed with its data */
-#define TQ_MARKER_RELEASED 3         /* the daemon has let go: it touches no file of the task any more */
+#define TQ_MARKER_RELEASED 3         /* the daemon has released it: it touches no file of the task any more */
 /* How long an interface waits for TQ_MARKER_RELEASED before it removes the task all the same. */
 #define TQ_RELEASE_WAIT_SECONDS 5
 
@@ -46,7 +46,7 @@
 /* Failures of the daemon's own, not of a transfer. */
 #define TQ_ERROR_DISK_FULL 900   /* the file system has no space left */
 #define TQ_ERROR_FILE 901        /* the file could not be created, written or moved */
-#define TQ_ERROR_UNSUPPORTED 902 /* the address is none that the daemon fetches */
+#define TQ_ERROR_UNSUPPORTED 902 /* the daemon does not fetch such addresses */
 
 /* Appended to task_savename while the download is incomplete: the data, and what is known of its source. */
 #define TQ_PARTIAL_SUFFIX ".part"
@@ -71,12 +71,12 @@
 /* ---- Messages to the BitTorrent daemon ----------------------------------------------------------- */
 
 /* param1 of a command message; param2 is the task's identifier, 0 for all tasks. The store is the
- * authority: a message says where to look, and whoever sent it repeats it until the effect shows. */
+ * authority: a message says where to look, and its sender repeats it until it sees the effect. */
 #define TQ_COMMAND_LOOK 1 /* the row was added or changed */
 #define TQ_COMMAND_PAUSE 2
 #define TQ_COMMAND_RESUME 3       /* also: try a failed task again */
 #define TQ_COMMAND_FILES_CHOSEN 4 /* fdata_checked of the task's files was changed */
-#define TQ_COMMAND_RELEASE 5      /* let go of the task, it is being removed; param3: 1 with its data, else 0 */
+#define TQ_COMMAND_RELEASE 5      /* release the task, it is being removed; param3: 1 with its data, else 0 */
 
 /* param1 of a configuration message; param2 is 0. */
 #define TQ_CONFIG_CHANGED 1 /* the configuration file was changed: read it again */
