@@ -78,11 +78,11 @@ run tqctl list --filter finished
 run tqctl list --page 2 --per-page 2
 
 step 'Look one up by its hash.'
-run tqctl show --hash "$(hash_of program)"
+run tqctl show "$(hash_of program)"
 
 step 'A key that nobody knows is refused, and the exit status says why. Nothing is changed.'
 unknown=$(printf 'nobody has this' | sha1sum | cut -d ' ' -f 1)
-expect 3 tqctl show --hash "$unknown"
+expect 3 tqctl show "$unknown"
 expect 3 progress "$unknown" </dev/null
 
 step 'Downloads over HTTP go into the same list. A web server in here has three files of this machine, the compiler too.'
@@ -168,11 +168,11 @@ touch /share/Download/{GPL-3.fastresume,holiday.jpg}
 run find /share/Download /mnt/HDA_ROOT -maxdepth 1 -type f
 
 step 'The road ends: a task is removed as a whole, with its data if one asks for it. First, only what would go.'
-run tqctl remove 1 --delete-data --dry-run
-run tqctl remove 1 --delete-data --yes
-run tqctl remove 1 --kind http --delete-data --yes
-expect 3 tqctl show 1
-expect 3 tqctl show 1 --kind http
+run tqctl remove bt:1 --delete-data --dry-run
+run tqctl remove bt:1 --delete-data --yes
+run tqctl remove http:1 --delete-data --yes
+expect 3 tqctl show bt:1
+expect 3 tqctl show http:1
 run find /share/Download /mnt/HDA_ROOT -maxdepth 1 -type f
 run tqctl count --filter all
 

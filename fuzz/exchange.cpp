@@ -1,7 +1,7 @@
 // The reader of exports: any bytes are refused with the one exception it documents, or are an export that comes out the
 // same when it is written and read again.
 
-#include "exchange.h"
+#include "formats/exchange.h"
 #include "target.h"
 
 namespace {

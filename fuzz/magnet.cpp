@@ -1,8 +1,9 @@
-// The command line's reader of magnet links, and how it makes any string safe to show.
+// The command line's readers of magnet links and torrents, and how it makes any string safe to show.
 
-#include "magnet.h"
+#include "formats/magnet.h"
+#include "base/text.h"
+#include "formats/torrent.h"
 #include "target.h"
-#include "text.h"
 
 #include <algorithm>
 
@@ -14,6 +15,10 @@ int LLVMFuzzerTestOneInput(const uint8_t *data, std::size_t size) {
         KORVO_REQUIRE(fault != nullptr || tqctl::info_hash(magnet.hash) == magnet.hash);
         KORVO_REQUIRE(magnet.name.size() <= link.size() && magnet.name.find('\0') == std::string::npos);
     }
+    const auto [torrent, fault_of_torrent] = tqctl::read_torrent(bytes);
+    KORVO_REQUIRE((fault_of_torrent != nullptr) == torrent.name.empty());
+    const std::string hidden = tqctl::without_passwords(bytes, "");
+    KORVO_REQUIRE(hidden.size() <= bytes.size() && tqctl::fitted(bytes, 7).size() >= 7);
     for (const auto charset : {tqctl::Charset::ascii, tqctl::Charset::utf8}) {
         const std::string shown = tqctl::escaped(bytes, charset);
         KORVO_REQUIRE(shown.size() >= bytes.size());

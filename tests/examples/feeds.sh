@@ -14,7 +14,7 @@ tq list --kind bt
 tq msg status | tail -1
 say 'Jobs that were checked:'
 "$tqctl" job list --json | python3 -c 'import json, sys
-print(*[job["rss_job_name"] for job in json.load(sys.stdin) if job["rss_job_last_check"] > 600])'
+print(*[job["name"] for job in json.load(sys.stdin) if job["last_check"] > 600])'
 example feeds http://example.org/rss "$(printf '%057d' 0)" </dev/null
 rm "$database"
 example feeds http://example.org/rss "Al's" < <(printf "$items")

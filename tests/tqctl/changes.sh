@@ -1,42 +1,52 @@
-# Changing and forgetting one task among several.
+# Changing and forgetting torrents, and the daemon that does what only it can.
 fresh
 hash=0123456789abcdef0123456789abcdef01234567
-for name in one two three; do
-    "$tqctl" add --name $name --folder /share/old --start-time '2026-01-01 00:00:00'
-done
+for name in one two three four five; do "$tqctl" add --name $name >/dev/null; done
 
-tq set 2 --folder "/share/it's new" --hash "${hash^^}" --marker 7
-for id in 1 2 3; do
-    "$tqctl" show $id | grep -E 'name|folder|hash|record'
-done
-say 'An empty value, in both spellings.'
-tq set 2 --folder=
-tq set 3 --folder ''
-"$tqctl" list --kind bt --json | grep -o '"task_move_folder":[^,]*'
+tq set bt:2 --folder "/share/it's new" --hash "${hash^^}"
+tq set bt:3 --folder ''
+tq list --kind bt --columns task,folder,hash,name
+sql 'UPDATE BT_TASK SET task_state = 5 WHERE task_id = 4'
+tq set bt:4 --folder late
 
-tq forget 2
-tq list --kind bt | cut -f 1,11
+say 'Without a daemon nothing is paused.'
+tq pause bt:1
 
-say 'What is not there is said to be not there, and nothing else happens.'
-tq forget 2
-tq set 2 --marker 1
-tq set 0 --marker 1
-tq show 2
-tq show --hash $hash
-tq show --name two
-tq show --name "one' OR '1'='1"
-tq count --filter all
+# A daemon: answers each message as the conventions have it.
+mkfifo messages
+"$tqctl" msg get --follow >messages &
+receiver=$!
+while IFS=$'\t' read -r _ code id _; do
+    case $code in
+    2 | 3) sql "UPDATE BT_TASK SET task_is_paused = $((code == 2)), task_state = 4 WHERE task_id = $id" ;;
+    5) sql "UPDATE BT_TASK SET task_record = 3 WHERE task_id = $id" ;;
+    esac
+    echo "$code $id" >>told
+done <messages &
+until "$tqctl" msg status >/dev/null 2>&1; do sleep 0.05; done
 
-say 'Several at once: ranges take what is there, and without a single one that is named nothing happens.'
-for name in four five six; do "$tqctl" add --name $name >/dev/null; done
-tq set 3-4,6 --marker 5
-tq show 3-9 | grep -E 'task_id|record|^$'
-tq show 1,3 --json | grep -o '"task_id":[0-9]*'
-tq forget 1 2 3
-tq forget 7-9
-tq forget 3-5 6
-tq forget 2-1
-tq list --kind bt --columns id
+say 'With one it pauses, tries again what failed, and lets go of what is removed.'
+tq pause bt:1
+sql 'UPDATE BT_TASK SET task_state = 7, task_is_paused = 1 WHERE task_id = 3'
+tq resume bt:3
+tq list --kind bt --columns task,status
+sql "INSERT INTO BT_FDATA (fdata_task_id, fdata_command, fdata_file_index, fdata_checked, fdata_file_path) VALUES
+    (1, 1, 0, 1, 'a'), (1, 1, 1, 1, 'b'), (1, 1, 2, 1, 'c')"
+tq files bt:1 --skip 0-1 --want 1
+tq files bt:1
+tq files bt:1 --skip 7
+tq files bt:1 --want x
+tq forget bt:1,3
+until [[ $(sort -u told 2>/dev/null | wc -l) -ge 5 ]]; do sleep 0.05; done
+sort -u told
+tq list --kind bt --columns task
+tq files bt:1
+kill $receiver && wait
+"$tqctl" msg clean
+
+say 'What is forgotten leaves no rows of details; ranges take what is there.'
+sql "INSERT INTO BT_FDATA (fdata_task_id) VALUES (2); INSERT INTO BT_INFODATA (infodata_task_id) VALUES (2)"
+tq forget 1-3
+tq doctor | grep -E 'fault|rows'
 tq forget all
 tq forget all
-tq count --filter all

@@ -5,11 +5,11 @@ look() { tq doctor "$@"; }
 say 'Without a database, and with a good one.'
 tq doctor
 fresh
-"$tqctl" add --name n --state 1 && sql "INSERT INTO BT_FDATA (fdata_task_id) VALUES (1)"
+"$tqctl" add --name n && sql "INSERT INTO BT_FDATA (fdata_task_id) VALUES (1)"
 chmod 644 "$database"
 tq doctor
 chmod 640 "$database"
-tq doctor --json --columns result,check
+tq doctor --json
 rm "$database" && "$tqctl" init >/dev/null
 sql 'DROP TABLE BT_TASK' && "$tqctl" init >/dev/null
 tq doctor --no-header # the shared indexes may belong to either table
@@ -30,9 +30,12 @@ tq doctor | grep -vE 'tasks|texts|identifiers|states'
 say 'The file: its mode, a journal, damage.'
 fresh && chmod 666 "$database"
 tq doctor | grep file
+mkfifo pipe
 chmod 600 "$database" && "$tqctl" backup copy && sql 'PRAGMA journal_mode = WAL'
 tq doctor | grep journal
-tq doctor copy --no-header --columns check
+tq doctor copy --no-header
+tq doctor pipe & # which nobody writes to
+wait $!
 fresh && "$tqctl" add --name n >/dev/null
 # A writer that is killed after it has written to the file, before it has committed.
 python3 - "$database" <<'PYTHON'
@@ -44,7 +47,7 @@ PYTHON
 cp "$database" untouched && ls /mnt/HDA_ROOT
 tq doctor
 cmp "$database" untouched && ls /mnt/HDA_ROOT
-"$tqctl" show 1 >/dev/null && tq doctor | grep -E 'journal|integrity'
+"$tqctl" show bt:1 >/dev/null && tq doctor | grep -E 'journal|integrity'
 dd if=/dev/zero of="$database" bs=4096 seek=1 count=1 conv=notrunc status=none
 status "$tqctl" doctor | sed 's/:.*//' | sort -u
 echo 'no database at all, whatever its name says' >"$database"
@@ -66,3 +69,19 @@ import ctypes
 libc = ctypes.CDLL(None)
 while libc.msgsnd(libc.msgget(2502, 0), ctypes.c_char_p(b"\1" + bytes(27)), 20, 0o4000) == 0: pass'
 tq doctor | grep queue
+
+say 'What surrounds it, processes that are gone, and what can be put right after a backup.'
+fresh && printf '[BTDownload]\n' >/mnt/HDA_ROOT/korvo.conf && chmod 666 /mnt/HDA_ROOT/korvo.conf
+sql "INSERT INTO HTTP_FTP_TASK (task_filename, task_state, task_pid) VALUES ('http://h/a', 2, 99999999), ('http://h/b', 2, $$);
+    INSERT INTO BT_FDATA (fdata_task_id) VALUES (9); INSERT INTO BT_INFODATA (infodata_task_id) VALUES (NULL);
+    INSERT INTO sqlite_sequence VALUES ('BT_RSS', 2147483647); DROP TABLE BT_SESSION; DROP INDEX idx_rss_url;
+    CREATE TABLE visitor (a)"
+chmod 646 "$database" && chmod 777 /mnt/HDA_ROOT
+tq doctor
+tq doctor --fix | sed -E 's/-fix-[-0-9]+/-fix-TIME/'
+chmod 755 /mnt/HDA_ROOT
+"$tqctl" msg clean
+tq doctor --no-header | grep -v ok
+stat -c '%a %n' /mnt/HDA_ROOT/* | sed -E 's/-fix-[-0-9]+/-fix-TIME/'
+"$tqctl" rss items --db /mnt/HDA_ROOT/*before-fix* && tq rss add --url u --title t
+tq doctor --fix copy

@@ -1,14 +1,8 @@
-# Help is there for every command, fits 80 columns, and agrees with the manual page and the completion.
-manual=$(dirname "$script")/../../tools/tqctl/share/tqctl.1
-source "$(dirname "$manual")/tqctl.bash"
-
-commands() {
-    "$tqctl" $1 --help | awk '
-        heading && /^  [a-z]/ { print $1 }
-        /^[^ ].*:$/ && last == "" { heading = $0 !~ /^(Positionals|Options|Fields)/ }
-        /^$/ { heading = 0 }
-        { last = $0 }'
-}
+# Help is there for every command, fits 80 columns, and agrees with the parser, the manual page and the completion.
+share=$(dirname "$script")/../../tools/tqctl/share
+source "$share/tqctl.bash"
+PATH=${tqctl%/*}:$PATH
+manual=$(tr -d '\\' <"$share/tqctl.1")
 
 # completed WORD...: what the last word could become.
 completed() {
@@ -17,25 +11,37 @@ completed() {
     echo "${COMPREPLY[*]}"
 }
 
+commands() { COMPREPLY=() && completed $1 '' | tr ' ' '\n'; }
+options() { grep -oE '^  (-[a-z],)?--[a-z-]+' text | grep -oE -- '--[a-z-]+' || true; }
+
 check() {
-    "$tqctl" $1 --help >text && echo "${1:-tqctl}: $(head -1 text)"
+    "$tqctl" $1 --help >text && options=$(options | sort | paste -sd ' ')
+    echo "${1:-tqctl}: $(head -1 text) $options"
     awk 'length > 80 { print "too wide: " $0 }' text
-    [[ -z $1 ]] || tr -d '\\' <"$manual" | grep -qE "(^|[^a-z])$1([^a-z]|\$)" || echo "not in the manual page: $1"
-    [[ $(completed $1 '') == "$(commands "$1" | paste -sd ' ')" ]] || echo "completed otherwise: $(completed $1 '')"
+    [[ -z $1 ]] || grep -qE "(^|[^a-z])$1([^a-z]|\$)" <<<"$manual" || echo "not in the manual page: $1"
+    [[ $(completed $1 -- | tr ' ' '\n' | grep -- -- | sort | paste -sd ' ') == "$options" ]] || echo "completed otherwise: $1"
+    for option in $options; do known[$option]=1; done
 }
 
+declare -A known
 check ''
 for command in $(commands ''); do
     check $command
-    for part in $(commands $command); do check "$command $part"; done
+    for part in $(sed -n '/^[A-Z].*:$/h; /^  [a-z]/{G; /Commands:\|COMMANDS:/s/^  \([a-z]*\).*/\1/p}' text); do check "$command $part"; done
+done
+say 'What the manual page says of options is so.'
+for option in $(grep -oE -- '--[a-z-]+' <<<"$manual" | sort -u); do
+    [[ -v known[$option] ]] || echo "only in the manual page: $option"
 done
 
 "$tqctl" help | cmp - <("$tqctl" --help)
 "$tqctl" help rss mark | cmp - <("$tqctl" rss mark --help)
 
-say 'Completion of options and of their values.'
-completed list --fi
+say 'Completion of values and files; nothing in the directory is run.'
 completed list --filter p
-completed rss items --per
-completed files 3 --js
-completed backup ''
+completed list --kind b
+completed remove bt:1 --d
+mkdir trap && cd trap && touch '$(touch ran)' '`touch ran`' && printf '#!/bin/sh\ntouch ran\n' >tqctl && chmod +x tqctl
+completed add --input '$' >/dev/null
+COMP_WORDS=(./tqctl li) COMP_CWORD=1 COMPREPLY=() && _tqctl ./tqctl
+ls

@@ -1,20 +1,28 @@
-# A torrent's name never reaches a terminal as it stands.
+# What others wrote never reaches a terminal as it stands, wherever it comes from.
 fresh
-name=$'\e[31mred\a\n\t\\x1b \x7f \xc2\x9b31m \xe2\x80\xae\xe2\x80\xa8 \xff\xc0\xaf \xe6\x97\xa5\xe6\x9c\xac \xf0\x9f\x8e\xac'
-"$tqctl" add --name "$name" --start-time 1
-"$tqctl" add 'magnet:?xt=urn:btih:0123456789abcdef0123456789abcdef01234567&dn=%1b%5D0;title%07' --start-time 2
+name=$'\e[31mred\a\n\t\\x1b \x7f \xc2\x9b31m \xe2\x80\xae\xe2\x80\xa8 \xff\xc0\xaf \x9b31m \xe6\x97\xa5\xe6\x9c\xac \xf0\x9f\x8e\xac'
+"$tqctl" add --name "$name"
+"$tqctl" add 'magnet:?xt=urn:btih:0123456789abcdef0123456789abcdef01234567&dn=%1b%5D0;title%07'
+sql $'ALTER TABLE BT_TASK ADD COLUMN "\e]0;owned\a\nid\t7" TEXT'
+sql $'CREATE TABLE "\e[31m\n" (a)'
 
-"$tqctl" list | cut -f 13
-"$tqctl" show 1 | grep name
-"$tqctl" list --json | grep -o '"task_torrent_name":[^,]*'
-"$tqctl" show 1 --json | grep name
-on_terminal 200 "$tqctl" list | grep -o '[^ ]*red.*' | sed 's/ *0  .*//'
-say 'A terminal that does not expect UTF-8 gets ASCII.'
-on_terminal 200 env LC_ALL=C "$tqctl" list | grep -o '[^ ]*red.*' | sed 's/ *0  .*//'
-on_terminal 200 env LC_ALL=C "$tqctl" show 1 | grep name
+"$tqctl" list --columns name
+"$tqctl" show bt:1 | tail -8
+"$tqctl" show bt:1 --json | grep -E 'name|owned'
+on_terminal 200 "$tqctl" list --columns name,task
+on_terminal 30 "$tqctl" list --columns task,name
+say 'A terminal that does not expect UTF-8 gets ASCII, on standard error too.'
+on_terminal 200 env LC_ALL=C "$tqctl" list --columns name
+on_terminal 200 env LC_ALL=C "$tqctl" show bt:1 | grep name
+echo n | script -qec "env LC_ALL=C $tqctl remove bt:1 >out" /dev/null | tr -d '\r' | sed -n 2p
 
 say 'Messages quote names too.'
-status "$tqctl" show --name "$name"x
+status "$tqctl" show "$name"
 status "$tqctl" list --filter $'\e[31m'
 status "$tqctl" $'\e[31m'
 status "$tqctl" add $'--\e[31m'
+"$tqctl" doctor | grep -E 'foreign|columns' || true
+status "$tqctl" export >/dev/null
+for command in list doctor 'show bt:1-2' 'list --columns x' 'remove bt:1 --dry-run'; do
+    script -qec "$tqctl $command" /dev/null </dev/null | tr -d '\r\n\t' | LC_ALL=C grep -c $'[\x01-\x1f\x7f]' || true
+done

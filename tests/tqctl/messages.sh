@@ -5,31 +5,34 @@ tq msg clean
 tq msg get
 say 'A receiver made it, so everybody may receive.'
 tq msg status | sed "s/$(id -un)/ME/"
-tq msg send-command 7 3 10 20 30
-tq msg send-config -5 0
-tq msg send-command -- -2147483648 2147483647 0 -1 1
-tq msg status --json | grep -v owner
+fresh
+"$tqctl" add --name n >/dev/null
+"$tqctl" msg get
+tq msg send pause bt:1
+tq msg send settings
+tq msg send resume all
+tq msg status --json | sed "s/$(id -un)/ME/"
 tq msg get
 tq msg get
 tq msg get
 tq msg get
 
-say 'Wrong numbers send nothing.'
-tq msg send-config 1 -1
-tq msg send-config 1
-tq msg send-config 1 2 3
-tq msg send-command 1 2 3 4
-tq msg send-command 1 2 3 4 2147483648
-tq msg send-config 0x1 1
+say 'What is no message sends nothing.'
+tq msg send pause
+tq msg send pause bt:9
+tq msg send settings bt:1
+tq msg send nonsense 1
+tq msg send pause bt:1 extra
 tq msg
+tq msg get
 "$tqctl" msg status | head -1
 
 say 'Following takes what waits and what comes, and ends cleanly when it is asked to.'
 for signal in INT TERM; do
-    "$tqctl" msg send-config 1 1
+    "$tqctl" msg send settings
     "$tqctl" msg get --follow >followed 2>&1 &
     until_it_says config followed
-    "$tqctl" msg send-command 2 2 2 2 2
+    "$tqctl" msg send files 1
     until_it_says command followed
     kill -$signal $!
     status wait $!
@@ -37,7 +40,7 @@ for signal in INT TERM; do
 done
 
 say 'What was taken and cannot be printed is told all the same.'
-"$tqctl" msg send-command 1 2 3 4 5
+"$tqctl" msg send look 1
 into() { "$tqctl" "${@:2}" >&"$1"; }
 exec 8>/dev/full
 status into 8 msg get
@@ -45,27 +48,24 @@ exec 8>&-
 
 say 'A queue that a sender made: the receiver is refused, with a reason, before the library would end it.'
 tq msg clean
-tq msg send-config 1 2
+tq msg send settings
 "$tqctl" msg status | grep mode
 tq msg get
 tq msg get --follow
 
 say 'A full queue.'
-while "$tqctl" msg send-config 1 1 2>/dev/null; do :; done
-tq msg send-config 1 1
+python3 -c '
+import ctypes
+libc = ctypes.CDLL(None)
+while libc.msgsnd(libc.msgget(2502, 0), ctypes.c_char_p(b"\1" + bytes(27)), 20, 0o4000) == 0: pass'
+tq msg send settings
 "$tqctl" msg status | grep room
 tq msg clean
 tq msg status
 
 say 'A queue of somebody who lets nobody in.'
 python3 -c 'import ctypes; ctypes.CDLL(None).msgget(2502, 0o1000)'
-tq msg send-config 1 1
+tq msg send settings
 tq msg get
 tq msg status
 tq msg clean
-
-say 'Help fits 80 columns.'
-for command in '' send-command send-config get clean status; do
-    "$tqctl" msg $command --help | tee help | head -1
-    awk 'length > 80 { print "too wide: " $0 }' help
-done

@@ -12,8 +12,8 @@ tq add "magnet:?xt=urn:btih:$hash&dn=a%00b"
 tq add --file /f
 tq add --name= --file /f
 
-say 'Values as long as their field are taken, longer ones are refused and never cut.'
-for field in name:1024 file:1024 tracker:1022 pieces:128 start-time:19 finish-time:16 time-left:8 folder:256; do
+say 'Values as long as their field are taken, longer ones are refused and never truncated.'
+for field in name:1024 file:1024 folder:256; do
     option=--${field%:*} width=${field#*:}
     status "$tqctl" add "$option" "$(bytes $((width + 1)))"
     name=(--name n)
@@ -23,41 +23,39 @@ done
 link="magnet:?xt=urn:btih:$hash&tr=" && room=$((2048 - ${#link}))
 status "$tqctl" add "$link$(bytes $((room + 1)))"
 status "$tqctl" add "$link$(bytes $room)"
-status "$tqctl" set 1 --folder "$(bytes 257)"
+status "$tqctl" set bt:1 --folder "$(bytes 257)"
+tq add $'--name=a\nb' --hash "$hash"x
 
 say 'Numbers are decimal and in range.'
-tq show 010
-for number in -1 x 1x '' 0x1 2147483648 1.5; do
-    tq show "$number"
-done
 tq list --page 0
 tq list --per-page 0
-tq list --page 1000000 --per-page 1000000
-tq add --name n --state 3000000000
-tq add --name n --rating nan
-tq set 1 --marker=-1
-tq set 1 --hash abc
+tq list --page 1000000 --per-page 1000000 --no-header
+for number in 3000000000 1x '' 1.5; do tq add --name n --position "$number"; done
+tq files bt:1 --want 3-1
 
-say 'Commands and options.'
+say 'Commands and options; what is near is suggested.'
 tq
 tq frobnicate
+tq lsit
+tq help nosuch
+tq help rss nosuch
+tq rss itmes
 tq list --filter bogus
-tq list --frobnicate
+tq list --colums task
+tq --json list
 tq list extra
 tq show
-tq show 1 --name n
-tq set 1
-tq set --marker 1
+tq set bt:1
+tq set --folder f
 tq forget
-tq forget 1 2-x
+tq forget bt:1 2-x
+tq add -- foo
+tq add --user me --name n
+tq add --name a/b
+tq add "sub/../../none.torrent"
+printf 'http://h/a\nnonsense\n' >list && tq add --input list
+tq add --input missing
+tq list --db missing --kind other
+tq rss remove
+tq job set all --name n
 tq count --filter all
-
-say 'A reader that went away and a full disk are failures, and an added task is named.'
-into() { "$tqctl" "${@:2}" >&"$1"; }
-exec 8>/dev/full
-status into 8 list --json
-status into 8 --help
-status into 8 add --name n
-mkfifo pipe && exec 7<>pipe 8>pipe 7>&- # a pipe whose only reader is gone
-status into 8 list
-exec 8>&-

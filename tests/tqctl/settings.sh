@@ -7,6 +7,8 @@ say 'Hours change, the others stay; weeks and days have their ends.'
 tq schedule set mon-fri 09-17 0 --on
 tq schedule set sat-sun 22-24 x
 tq schedule set fri 9 ' '
+tq schedule set Weekdays 22-6 n
+tq schedule set weekend 12 w
 tq schedule show
 tq schedule show --json
 on_terminal 80 "$tqctl" schedule show
@@ -16,16 +18,19 @@ tq schedule set --off
 tq schedule now
 
 say 'What is no schedule changes nothing.'
-for words in '' 'mon' 'mon 9' 'mon 9 10' 'monday 9 0' 'mon-foo 9 0' 'mon 24 0' 'mon 17-9 0' 'mon 9-9 0' 'mon -1 0' \
+for words in '' 'mon' 'mon 9' 'mon 9 10' 'moonday 9 0' 'mon-foo 9 0' 'mon 24 0' 'mon 9-9 0' 'mon -1 0' \
     'mon 9-25 0' '--on --off' 'mon 9 0 1'; do
     tq schedule set $words
 done
 "$tqctl" schedule show | grep -c 777777777777777777777777
 
-say 'Switches. That for instant messages is not read back.'
+say 'Each switch changes alone.'
 tq notify show
-tq notify set --email on --im on --desktop on
+tq notify set --im on --desktop on
 tq notify set --desktop off
+tq notify show
+tq notify set --im off
+tq notify set --email on
 tq notify show
 grep Notification /mnt/HDA_ROOT/korvo.conf
 

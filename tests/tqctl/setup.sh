@@ -1,37 +1,34 @@
-# From nothing to a database that can be used, and the ways in which it cannot.
+# From nothing to a database that can be used, and the ways in which it cannot: each is told apart from the others.
 hash=0123456789abcdef0123456789abcdef01234567
+commands=(list "show bt:1" "show $hash" count "add --name n" "set bt:1 --folder f" "forget bt:1" "rss items" export)
 
-say 'Without a database every command but init says so, and none creates it.'
-for arguments in list "show 1" "show --hash $hash" count "add --name n" "set 1 --marker 1" "forget 1"; do
-    tq $arguments
-done
+say 'Without a database every command but init says so, and none makes it.'
+for arguments in "${commands[@]}" 'watch' 'doctor' 'backup copy'; do tq $arguments; done
+tq list --db nowhere
 ls /mnt/HDA_ROOT
 
-say 'A database without the table: no task is looked for where none can be.'
+say 'A database without the tables.'
 : >"$database"
-for arguments in list "show 1" "show --hash $hash" count "add --name n" "set 1 --marker 1" "forget 1"; do
-    tq $arguments
-done
+for arguments in "${commands[@]}"; do tq $arguments; done
 
-say 'init creates the tables, and leaves those alone that are there.'
+say 'init makes the tables, also for a reader that goes away, and leaves those alone that are there.'
+umask 022
+"$tqctl" init | true
 tq init
+stat -c %a "$database"
 tq add --name kept
-tq init
 tq count --filter all
+tq --version | sed 's/SQLite [0-9.]*/SQLite N/'
 
-say 'Not a database: nothing about missing tables, which init would not mend.'
+say 'What is no database.'
 printf 'no database, but longer than a header would be: %0100d' 0 >"$database"
 tq list
 tq init
 tq add --name n
-
-say 'Not to be opened.'
-rm "$database" && mkdir "$database"
-tq list
-tq init
-rmdir "$database" /mnt/HDA_ROOT
-tq init
-mkdir /mnt/HDA_ROOT
+rm "$database" && mkdir "$database" && tq list
+rmdir "$database" && : >other.db && ln -s /tmp/other.db "$database" && tq list
+rm -f "$database" other && mkfifo "$database" && tq doctor
+rm "$database"
 
 say 'Not to be written.'
 fresh
@@ -40,5 +37,5 @@ tq add --name n
 tq list
 chmod u+w "$database" && chmod a-w /mnt/HDA_ROOT
 tq add --name n
+tq forget all
 chmod u+w /mnt/HDA_ROOT
-tq count --filter all

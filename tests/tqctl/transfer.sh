@@ -17,8 +17,10 @@ sql "INSERT INTO BT_TASK (task_id, task_torrent_name, task_filename, task_state,
     VALUES (3, 'it''s ' || char(0x1F600) || char(10), NULL, 9223372036854775807, 0.1, CAST(x'ff00fe' AS TEXT), x'00ff'),
     (7, 'a' || char(0) || 'b', x'', -9223372036854775808, 1e300, '', '{\"blob\": \"00\"}'), (8, '5', '', 'text', 9e999, 1, 2)"
 sql "INSERT INTO HTTP_FTP_TASK (task_filename, task_password, task_total_size) VALUES ('http://u:secret@h/f', 'secret', 5000000000)"
+sql "INSERT INTO BT_RSS (rss_url, rss_enclosure_url) VALUES ('http://u:secret@h/', x'736563726574'); UPDATE BT_TASK SET
+    task_current_tracker = 'http://t/?passkey=secret', task_magnet_link = 'magnet:?tr=http%3A%2F%2Fu%3Asecret%40t'"
 sql "INSERT INTO BT_ACCOUNT (account_host, account_pass) VALUES ('h', 'secret'), ('i', ''), ('j', NULL)"
-sql "DELETE FROM BT_TASK WHERE task_id = 8; DELETE FROM BT_RSS; INSERT INTO sqlite_sequence VALUES ('BT_RSS', 41)"
+sql "DELETE FROM BT_TASK WHERE task_id = 8; UPDATE sqlite_sequence SET seq = 41 WHERE name = 'BT_RSS'"
 sql "INSERT INTO BT_SESSION VALUES (1, -9e999, 2.5, -0.0, 1e15, 123456789012345678)"
 sql "CREATE TABLE foreign_table (a)"
 everything "$database" >before
@@ -30,6 +32,14 @@ stat -c %a copy.db
 everything copy.db | cmp - before && echo same
 tq backup copy.db
 tq backup missing/copy.db
+for name in file:other.db 'file:x.db?mode=memory' :memory:; do
+    tq backup "$name"
+    everything "./$name" | cmp - before && echo same
+done
+tq list --db copy.db --kind http --columns task,address
+ln -s copy.db link.db && tq list --db link.db
+mkfifo pipe && tq list --db pipe
+tq import pipe
 
 say 'Passwords are left out of an export.'
 "$tqctl" export >masked.json 2>warning; cat warning
@@ -53,6 +63,7 @@ tq import masked.json
 ls /mnt/HDA_ROOT
 status "$tqctl" import --without-passwords - <masked.json
 tq account list --show-passwords --columns host,password
+tq list --kind http --show-passwords --columns address,password
 
 say 'All or nothing, and never what is no export.'
 rm -f "$database"
@@ -62,8 +73,19 @@ sed 's/task_pieces/task_bits/' export.json >columns
 sed 's/"BT_RSS"/"BT_XXX"/' export.json >table
 sed 's/"version": 1/"version": 2/' export.json >newer
 head -c 1000 export.json >cut
-for file in longer twice columns table newer cut missing; do
+sed 's/"last_id": 41/"last_id": 2147483647/' export.json >last
+sed 's/^\[7,/[2147483647,/' export.json >large
+sed 's/^\[7,/["7",/' export.json >text
+sed 's/secret@h/********@h/' export.json >mask
+for file in longer twice columns table newer cut last large text mask missing; do
     tq import $file
+    [[ ! -e $database ]] || echo 'something is left'
 done
+printf '{"format": "tqctl export", "version": 1, "passwords": "shown", "tables": []}' | status "$tqctl" import -
+tq count --filter all
 tq import - </dev/null
-tq list --filter all
+
+say 'An export larger than any buffer is whole.'
+sql "WITH RECURSIVE r(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM r WHERE i < 3000)
+    INSERT INTO BT_RSS (rss_title) SELECT printf('%02000d', i) FROM r"
+"$tqctl" export | python3 -c 'import json, sys; print(sum(len(table["rows"]) for table in json.load(sys.stdin)["tables"]))'

@@ -1,0 +1,101 @@
+# A lock, a damaged page, a full disk, Ctrl-C, a reader that goes: each is named for what it is and leaves nothing.
+fresh
+hash=0123456789abcdef0123456789abcdef01234567
+for i in $(seq 30); do echo "INSERT INTO BT_TASK (task_torrent_name, task_state) VALUES ('$(printf '%0600d' "$i")', 1);"; done >rows
+sql "$(cat rows)"
+"$tqctl" add http://h/a "magnet:?xt=urn:btih:$hash" >/dev/null
+
+# hold SECONDS: another program keeps the file locked.
+hold() {
+    rm -f held
+    python3 -c 'import sqlite3, sys, time
+database = sqlite3.connect(sys.argv[1], isolation_level=None)
+database.execute("BEGIN EXCLUSIVE")
+open("held", "w").write("held")
+time.sleep(float(sys.argv[2]))
+database.rollback()' "$database" "$1" &
+    holder=$!
+    until_it_says held held
+}
+all=(list 'show bt:1' "show $hash" count 'add --name n' 'set bt:1 --folder f' 'pause http:1' 'forget bt:2' 'files bt:1'
+    'rss items' 'job add --name n' init 'backup copy.db' export 'recover' 'remove bt:1 --yes' 'watch --rounds 1'
+    'doctor' 'import -')
+
+say 'A lock that passes is waited for, with a word after two seconds.'
+hold 2.6
+tq count --filter all
+wait $holder
+hold 0.3
+tq show bt:1 --json | grep -c name
+
+say 'While it lasts, every command says so at once when it gives up, and is ended by Ctrl-C within a second.'
+hold 100
+for command in "${all[@]}"; do
+    start=$SECONDS
+    timeout -s INT --preserve-status 1 "$tqctl" $command </dev/null >out 2>&1 && code=0 || code=$?
+    ((SECONDS - start < 15)) || echo "$command took $((SECONDS - start)) seconds"
+    # The watch goes on, and import reads its input before the database.
+    echo "$command: $code $(sed -E 's/^[-0-9]{10} [0-9:]{8}//' out)"
+done
+find . /mnt/HDA_ROOT /var/tmp -newer held ! -name out ! -name 'tmp.*' ! -name 'tq.db*' -type f
+kill $holder && wait $holder 2>/dev/null || true
+tq count --filter all
+
+say 'A damaged page.'
+cp "$database" whole
+python3 - "$database" <<'PYTHON'
+import sqlite3, sys
+database = sqlite3.connect(sys.argv[1])
+(root,) = database.execute("SELECT rootpage FROM sqlite_master WHERE name = 'BT_TASK'").fetchone()
+(size,) = database.execute("PRAGMA page_size").fetchone()
+database.close()
+with open(sys.argv[1], "r+b") as file:
+    file.seek((root - 1) * size)
+    file.write(b"\xff" * size)
+PYTHON
+for command in list 'show bt:1' "show $hash" 'set bt:1 --folder f' 'forget bt:1' 'remove bt:1 --yes' 'files bt:1' count export; do
+    tq $command
+done
+"$tqctl" doctor | cut -f 1,2 | sort -u
+cp whole "$database"
+
+say 'A full disk.'
+cd /mnt/small && head -c 2000000 /dev/zero >filler 2>/dev/null || true
+tq backup /mnt/small/copy.db
+TMPDIR=/mnt/small tq list --json --page 1 >/dev/null
+ls /mnt/small
+cd /tmp && rm /mnt/small/*
+mv /mnt/HDA_ROOT /mnt/aside && ln -s small /mnt/HDA_ROOT && fresh
+head -c 2000000 /dev/zero >/mnt/small/filler 2>/dev/null || true
+tq add --name n
+tq list --kind bt
+rm /mnt/HDA_ROOT /mnt/small/* && mv /mnt/aside /mnt/HDA_ROOT
+into() { "$tqctl" "${@:2}" >&"$1"; }
+exec 8>/dev/full
+for command in 'list --json' --help 'add --name named' export; do status into 8 $command; done
+exec 8>&-
+
+say 'A reader that goes ends it without a word, and stops nothing that was asked for.'
+mkfifo pipe && exec 7<>pipe 8>pipe 7>&- # a pipe whose only reader is gone
+for command in list export 'watch 1' --help; do status into 8 $command; done
+printf 'http://h/%d\n' {1..20} >addresses
+status into 8 add --input addresses
+exec 8>&-
+tq count --kind http --filter all
+
+say 'An endless view in the place of a table is not asked.'
+rm "$database"
+sql "CREATE VIEW BT_TASK AS WITH RECURSIVE r(task_id) AS (SELECT 1 UNION ALL SELECT task_id + 1 FROM r) SELECT * FROM r"
+"$tqctl" doctor | grep -E 'BT_TASK'
+
+say 'What a killed program left is put in order by whoever may.'
+fresh && "$tqctl" add --name n >/dev/null
+python3 - "$database" <<'PYTHON'
+import os, sqlite3, sys
+database = sqlite3.connect(sys.argv[1], isolation_level=None)
+database.executescript("PRAGMA cache_size = 1; BEGIN; UPDATE BT_TASK SET task_torrent_name = hex(zeroblob(500000))")
+os._exit(0)
+PYTHON
+cp "$database" foreign.db && cp "$database-journal" foreign.db-journal
+tq count --db foreign.db
+tq list --columns task,name

@@ -1,0 +1,426 @@
+// Looks for what is wrong with the database and its surroundings: tqctl doctor. Changes nothing unless --fix is given.
+#include "base/output.h"
+#include "commands/commands.h"
+#include "commands/fix.h"
+#include "display/list.h"
+#include "options/options.h"
+#include "store/message_queue.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <fstream>
+#include <limits>
+#include <map>
+#include <sys/stat.h>
+
+namespace tqctl {
+namespace {
+
+// What was found, as rows of a list.
+class Findings {
+public:
+    void ok(const char *check, const std::string &text) { rows_.push_back({"ok", check, text}); }
+    void note(const char *check, const std::string &text) { rows_.push_back({"note", check, text}); }
+    void fault(const char *check, const std::string &text) {
+        rows_.push_back({"fault", check, text});
+        ++faults_;
+    }
+
+    std::size_t faults() const { return faults_; }
+    void print(const Style &style) const {
+        Sheet sheet({{"result", {}, Kind::text}, {"check", {}, Kind::text}, {"finding", {}, Kind::address, true}},
+                    style);
+        for (const auto &[result, check, text] : rows_) {
+            sheet.row({{result}, {check}, {text}}, result);
+        }
+        sheet.print();
+    }
+
+private:
+    struct Row {
+        std::string result;
+        std::string check;
+        std::string text;
+    };
+    std::vector<Row> rows_;
+    std::size_t faults_ = 0;
+};
+
+// ---- Files ---------------------------------------------------------------------------------------------------------
+
+void check_file(Findings &findings, const std::string &path) {
+    struct stat status {};
+    if (lstat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) {
+        Connection::read(path); // says what is wrong with it
+    }
+    const std::string mode = "mode " + octal(status.st_mode);
+    if ((status.st_mode & S_IWOTH) != 0) {
+        findings.fault("file", mode + ": every user of the machine may change it");
+    } else if ((status.st_mode & S_IROTH) != 0) {
+        findings.fault("file", mode + ": every user of the machine may read it, the passwords too");
+    } else if ((status.st_mode & (S_IRUSR | S_IWUSR)) != (S_IRUSR | S_IWUSR)) {
+        findings.fault("file", mode + ": its owner may not read and write it");
+    } else {
+        findings.ok("file", mode);
+    }
+}
+
+// Whoever may write to the directory may put another file in the database's place; whoever may write to the
+// configuration says where removed data lies.
+void check_surroundings(Findings &findings) {
+    const std::string directory = device_database().substr(0, device_database().rfind('/'));
+    struct stat status {};
+    if (stat(directory.c_str(), &status) == 0 && (status.st_mode & S_IWOTH) != 0 && (status.st_mode & S_ISVTX) == 0) {
+        findings.fault("directory", directory + " has mode " + octal(status.st_mode) +
+                                        ": every user of the machine may replace the database");
+    }
+    if (stat(configuration_file, &status) == 0 && (status.st_mode & S_IWOTH) != 0) {
+        findings.fault("settings", std::string(configuration_file) + " has mode " + octal(status.st_mode) +
+                                       ": every user of the machine may change it");
+    }
+}
+
+// Looking into a file with a write-ahead log would leave files beside it. Its header tells; reading that by other means
+// than SQLite's is safe while this process has no connection to the file.
+bool has_write_ahead_log(const std::string &path) {
+    std::array<char, 20> header{};
+    std::ifstream(path, std::ios::binary).read(header.data(), header.size());
+    return header[18] == 2 || header[19] == 2;
+}
+
+// A journal beside a file that reads well belongs to somebody who is writing; one beside a file that does not is what a
+// killed program left. Returns whether the file can be looked into.
+bool check_journal(Findings &findings, const std::string &path) {
+    struct stat status {};
+    const bool journal = stat((path + "-journal").c_str(), &status) == 0;
+    sqlite3 *handle = nullptr;
+    const int opened = sqlite3_open_v2(path.starts_with('/') ? path.c_str() : ("./" + path).c_str(), &handle,
+                                       SQLITE_OPEN_READONLY, nullptr);
+    const std::unique_ptr<sqlite3, decltype(&sqlite3_close)> owner(handle, sqlite3_close);
+    if (opened == SQLITE_OK) {
+        sqlite3_extended_result_codes(handle, 1);
+        sqlite3_exec(handle, "PRAGMA schema_version", nullptr, nullptr, nullptr);
+    }
+    const int code = sqlite3_extended_errcode(handle);
+    if (code == SQLITE_READONLY_ROLLBACK || (journal && code == SQLITE_CANTOPEN)) {
+        findings.fault("journal", "left behind by a program that was killed; the next call of the library that reads "
+                                  "puts the file in order, and then the rest can be checked");
+        return false;
+    }
+    findings.ok("journal", journal ? "there is one, of a program that is writing" : "none left behind");
+    return true;
+}
+
+void check_integrity(Findings &findings, const Connection &database) {
+    Statement check(database, "PRAGMA integrity_check(20)");
+    while (check.next()) {
+        const std::string result(check.text(0));
+        if (result == "ok") {
+            findings.ok("integrity", "SQLite finds nothing wrong");
+        } else {
+            findings.fault("integrity", result);
+        }
+    }
+}
+
+// ---- Tables and indexes --------------------------------------------------------------------------------------------
+
+bool is_word(char c) {
+    return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '_';
+}
+
+// A statement with blanks only where two words would run together.
+std::string compact(std::string_view statement) {
+    std::string out;
+    bool blank = false;
+    for (const char c : statement) {
+        if (c == ' ' || c == '\t' || c == '\n' || c == '\r') {
+            blank = true;
+            continue;
+        }
+        if (blank && !out.empty() && is_word(out.back()) && is_word(c)) {
+            out += ' ';
+        }
+        blank = false;
+        out += c;
+    }
+    return out;
+}
+
+struct Object {
+    std::string type;
+    std::string table;
+    std::string statement; // compact
+};
+
+// Everything in the file that somebody has created, by name.
+std::map<std::string, Object> objects_of(const Connection &database) {
+    std::map<std::string, Object> objects;
+    Statement all(database, "SELECT name, type, tbl_name, sql FROM sqlite_master WHERE sql IS NOT NULL "
+                            "AND name NOT LIKE 'sqlite\\_%' ESCAPE '\\'");
+    while (all.next()) {
+        objects[std::string(all.text(0))] = {std::string(all.text(1)), std::string(all.text(2)), compact(all.text(3))};
+    }
+    return objects;
+}
+
+// Takes what is as it should be out of the objects. Returns the tables that can be looked into.
+std::vector<const Table *> check_tables(Findings &findings, std::map<std::string, Object> &objects) {
+    std::vector<const Table *> sound;
+    for (const Table *table : all_tables()) {
+        const auto found = objects.find(std::string(table->name));
+        if (found == objects.end()) {
+            findings.fault("tables", std::string(table->name) + " is missing; tqctl init creates it");
+            continue;
+        }
+        if (found->second.statement == compact(create_statement(*table))) {
+            sound.push_back(table);
+        } else {
+            findings.fault("tables",
+                           std::string(table->name) + " has other columns than it should: " + found->second.statement);
+        }
+        objects.erase(found);
+    }
+    if (sound.size() == all_tables().size()) {
+        findings.ok("tables", std::to_string(sound.size()) + ", as they should be");
+    }
+    return sound;
+}
+
+void check_indexes(Findings &findings, std::map<std::string, Object> &objects,
+                   const std::vector<const Table *> &tables) {
+    std::map<std::string, std::vector<std::string>> wanted; // name to the statements that are right
+    for (const Table *table : tables) {
+        for (const Index &index : table->indexes) {
+            wanted[std::string(index.name)].push_back(compact(create_statement(*table, index)));
+        }
+    }
+    const std::size_t before = findings.faults();
+    for (const auto &[name, statements] : wanted) {
+        const auto found = objects.find(name);
+        if (found == objects.end()) {
+            findings.fault("indexes", name + " is missing; tqctl init creates it");
+            continue;
+        }
+        if (std::ranges::find(statements, found->second.statement) == statements.end()) {
+            findings.fault("indexes", name + " is another than it should be: " + found->second.statement);
+        }
+        objects.erase(found);
+    }
+    if (findings.faults() == before) {
+        findings.ok("indexes", std::to_string(wanted.size()) + ", as they should be");
+    }
+}
+
+void check_foreign(Findings &findings, const std::map<std::string, Object> &objects) {
+    for (const auto &[name, object] : objects) {
+        const std::string &table = object.table;
+        const bool ours = find_table(table) != nullptr;
+        std::string what = "the ";
+        what.append(object.type).append(" ").append(name);
+        if (ours) {
+            findings.fault("foreign", what + " on " + table + " is none of ours and changes how it behaves");
+        } else {
+            findings.note("foreign", what + " is none of ours");
+        }
+    }
+}
+
+// ---- Rows ----------------------------------------------------------------------------------------------------------
+
+// The rows of a table that a condition finds, counted, and the first of them named; empty where there is none.
+std::string rows_with(const Connection &database, const Table &table, const std::string &condition,
+                      const std::string &meaning) {
+    const std::string id(table.id().name);
+    Statement found(database,
+                    "SELECT count(*), min(" + id + ") FROM " + std::string(table.name) + " WHERE " + condition);
+    if (!found.next() || found.number(0) == 0) {
+        return {};
+    }
+    return std::string(table.name) + ": " + std::to_string(found.number(0)) + " " + meaning + "; the first has " + id +
+           " " + std::string(found.text(1));
+}
+
+void check_rows(Findings &findings, const Connection &database, const char *check, const Table &table,
+                const std::string &condition, const std::string &meaning) {
+    if (const std::string found = rows_with(database, table, condition, meaning); !found.empty()) {
+        findings.fault(check, found);
+    }
+}
+
+void check_texts(Findings &findings, const Connection &database, const Table &table) {
+    for (const Column &column : table.columns) {
+        if (is_text(column.kind) && !column.name.empty()) {
+            const std::string name(column.name);
+            check_rows(findings, database, "texts", table,
+                       "length(CAST(" + name + " AS BLOB)) >= " + std::to_string(column.width),
+                       "whose " + name + " is longer than the " + std::to_string(column.width - 1) +
+                           " bytes that a record holds");
+        }
+    }
+}
+
+void check_identifiers(Findings &findings, const Connection &database, const Table &table) {
+    constexpr std::int64_t most = std::numeric_limits<std::int32_t>::max();
+    const std::string id(table.id().name);
+    check_rows(findings, database, "identifiers", table, id + " NOT BETWEEN 1 AND " + std::to_string(most),
+               "with an identifier that is not from 1 to " + std::to_string(most));
+    Statement next(database, "SELECT max(seq) FROM sqlite_sequence WHERE name = ?", {std::string(table.name)});
+    if (next.next() && next.number(0) >= most) {
+        findings.fault("identifiers", std::string(table.name) + ": the next one will be above " + std::to_string(most));
+    }
+}
+
+// States belong to the programs that write them, so a strange one is no fault.
+void check_states(Findings &findings, const Connection &database, const Table &table) {
+    if (&table != &bt_task_table && &table != &http_task_table) {
+        return;
+    }
+    const std::string last = &table == &bt_task_table ? "7" : "3";
+    const std::string found =
+        rows_with(database, table, "typeof(task_state) <> 'integer' OR task_state NOT BETWEEN 1 AND " + last,
+                  "in a state that belongs to no group of states");
+    if (!found.empty()) {
+        findings.note("states", found);
+    }
+}
+
+// A process that is gone downloads nothing any more, and its number may become another's, which a removal would kill.
+void check_processes(Findings &findings, const Connection &database) {
+    Statement tasks(database, "SELECT task_id, task_pid FROM HTTP_FTP_TASK WHERE task_pid > 0");
+    while (tasks.next()) {
+        const std::int64_t pid = tasks.number(1);
+        if (pid > std::numeric_limits<pid_t>::max() || (kill(static_cast<pid_t>(pid), 0) != 0 && errno == ESRCH)) {
+            findings.fault("processes", "http:" + std::to_string(tasks.number(0)) + " is downloaded by process " +
+                                            std::to_string(pid) + ", which is gone; tqctl recover");
+        }
+    }
+}
+
+void check_contents(Findings &findings, const Connection &database, const std::vector<const Table *> &tables) {
+    const std::size_t before = findings.faults();
+    const auto sound = [&](const Table &table) { return std::ranges::find(tables, &table) != tables.end(); };
+    for (const Table *table : tables) {
+        if (!table->task_column.empty() && sound(bt_task_table)) {
+            check_rows(findings, database, "tasks", *table, condition_of_orphans(*table), "of no task");
+        }
+        check_states(findings, database, *table);
+        check_texts(findings, database, *table);
+        check_identifiers(findings, database, *table);
+    }
+    if (sound(http_task_table) && database.path() == device_database()) {
+        check_processes(findings, database);
+    }
+    if (findings.faults() == before) {
+        findings.ok("rows", "each has its task, and fits its record");
+    }
+}
+
+// ---- The message queue ---------------------------------------------------------------------------------------------
+
+void check_queue(Findings &findings) {
+    const auto queue = message_queue();
+    if (!queue) {
+        findings.ok("queue", "none yet; the first message makes it");
+        return;
+    }
+    const std::string waiting = "messages waiting: " + std::to_string(queue->msg_qnum);
+    const std::string mode = ", mode " + octal(queue->msg_perm.mode & 0777U);
+    if (room_for_messages(*queue) == 0) {
+        findings.fault("queue", waiting + "; it is full, and the next program that sends will end; is the daemon "
+                                          "running?");
+    } else if ((queue->msg_perm.mode & 0777U) != 0777) {
+        findings.note("queue", waiting + mode +
+                                   ": a sender made it, and a daemon that does not run as root cannot "
+                                   "receive; tqctl msg clean, then start the daemon");
+    } else {
+        findings.ok("queue", waiting + mode);
+    }
+}
+
+// ---- All of it -----------------------------------------------------------------------------------------------------
+
+// A damaged file may fail any of the checks.
+template <typename Check> void attempt(Findings &findings, const char *name, Check check) {
+    try {
+        check();
+    } catch (const Failure &failure) {
+        findings.fault(name, failure.what());
+    }
+}
+
+void examine(Findings &findings, const std::string &path) {
+    check_file(findings, path);
+    if (path == device_database()) {
+        check_surroundings(findings);
+        attempt(findings, "queue", [&] { check_queue(findings); });
+    }
+    if (has_write_ahead_log(path)) {
+        findings.fault("journal", "somebody has given the file a write-ahead log, which a plain copy misses; \"PRAGMA "
+                                  "journal_mode = DELETE\" in SQLite's own shell takes it away, and then the rest can "
+                                  "be checked");
+        return;
+    }
+    if (!check_journal(findings, path)) {
+        return;
+    }
+    attempt(findings, "file", [&] {
+        const Connection database = Connection::read(path);
+        attempt(findings, "integrity", [&] { check_integrity(findings, database); });
+        attempt(findings, "tables", [&] {
+            std::map<std::string, Object> objects = objects_of(database);
+            const std::vector<const Table *> tables = check_tables(findings, objects);
+            check_indexes(findings, objects, tables);
+            check_foreign(findings, objects);
+            check_contents(findings, database, tables);
+        });
+    });
+}
+
+struct Options {
+    List list;
+    std::string path = device_database();
+    bool fix = false;
+};
+
+void doctor(const Options &options) {
+    if (options.fix && options.path != device_database()) {
+        throw CLI::ValidationError("--fix", "is for the device's own database");
+    }
+    Findings findings;
+    examine(findings, options.path);
+    if (options.fix && findings.faults() > 0) {
+        warn("the database is kept as it was in " + fix_database());
+        findings = {};
+        examine(findings, options.path);
+    }
+    findings.print(options.list.style());
+    if (findings.faults() > 0) {
+        throw Failure(Exit::failed, std::to_string(findings.faults()) +
+                                        (findings.faults() == 1 ? " of these needs" : " of these need") + " a hand" +
+                                        (options.fix ? " still" : ""));
+    }
+}
+
+} // namespace
+
+void add_doctor_command(CLI::App &app) {
+    CLI::App *command = app.add_subcommand("doctor", "Look for what is wrong with the database");
+    command->group(database_group);
+    command->footer("Exit status 1 when something needs a hand: a \"fault\". Looks at the file and what\n"
+                    "was left beside it, its tables, indexes and rows, the modes of what surrounds\n"
+                    "it, processes that are gone and the message queue. Changes nothing without\n"
+                    "--fix, which makes a backup beside the database first and then puts right modes,\n"
+                    "missing tables and indexes, rows of no task, processes that are gone and\n"
+                    "identifiers that ran out.");
+    const auto options = std::make_shared<Options>();
+    command->add_option("FILE", options->path, "Another file, such as a backup");
+    command->add_flag("--fix", options->fix, "Put right what can be, after a backup");
+    options->list.add_form_options(*command);
+    command->callback([options] { doctor(*options); });
+}
+
+} // namespace tqctl

@@ -1,0 +1,84 @@
+#include "commands/fix.h"
+
+#include "store/write.h"
+
+#include <cerrno>
+#include <csignal>
+#include <ctime>
+#include <sys/stat.h>
+
+namespace tqctl {
+namespace {
+
+void take_from_others(const char *path, mode_t bits) {
+    struct stat status {};
+    if (stat(path, &status) == 0 && (status.st_mode & bits) != 0) {
+        chmod(path, status.st_mode & 07777U & ~bits);
+    }
+}
+
+void delete_orphans(const Connection &database) {
+    for (const Table *table : {&file_table, &info_table}) {
+        database.run(("DELETE FROM " + std::string(table->name) + " WHERE " + condition_of_orphans(*table)).c_str());
+    }
+}
+
+// The counter of a table whose rows have smaller identifiers goes on above the largest of them.
+void free_identifiers(const Connection &database) {
+    for (const Table *table : all_tables()) {
+        const std::string largest =
+            "(SELECT coalesce(max(" + std::string(table->id().name) + "), 0) FROM " + std::string(table->name) + ")";
+        database.run(("UPDATE sqlite_sequence SET seq = " + largest + " WHERE name = '" + std::string(table->name) +
+                      "' AND seq >= 2147483647 AND " + largest + " < 2147483647")
+                         .c_str());
+    }
+}
+
+void forget_processes() {
+    std::vector<std::int32_t> gone;
+    {
+        const Connection database = Connection::read();
+        Statement tasks(database, "SELECT task_id, task_pid FROM HTTP_FTP_TASK WHERE task_pid > 0");
+        while (tasks.next()) {
+            if (kill(static_cast<pid_t>(tasks.number(1)), 0) != 0 && errno == ESRCH) {
+                gone.push_back(static_cast<std::int32_t>(tasks.number(0)));
+            }
+        }
+    }
+    for (const std::int32_t id : gone) {
+        set_fields(http_task_table, id, {{http_task_table.find("pid"), "0"}});
+    }
+}
+
+} // namespace
+
+std::string condition_of_orphans(const Table &table) {
+    const std::string task(table.task_column);
+    return task + " IS NULL OR " + task + " NOT IN (SELECT task_id FROM BT_TASK)";
+}
+
+std::string fix_database() {
+    const std::time_t now = std::time(nullptr);
+    char time[32] = "";
+    std::tm local{};
+    std::strftime(time, sizeof time, "%Y%m%d-%H%M%S", localtime_r(&now, &local));
+    const std::string copy = device_database() + ".before-fix-" + time;
+    backup(copy);
+    take_from_others(device_database().c_str(), S_IRWXO);
+    take_from_others(configuration_file, S_IWOTH);
+    require_writable();
+    for (const Table *table : all_tables()) {
+        table->create.run(); // of a table that is there it makes missing indexes
+    }
+    {
+        const Connection database = Connection::write();
+        database.run("BEGIN IMMEDIATE");
+        delete_orphans(database);
+        free_identifiers(database);
+        database.run("COMMIT");
+    }
+    forget_processes();
+    return copy;
+}
+
+} // namespace tqctl

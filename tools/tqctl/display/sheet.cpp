@@ -1,0 +1,274 @@
+#include "display/sheet.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <nlohmann/json.hpp>
+#include <numeric>
+#include <optional>
+
+namespace tqctl {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+constexpr const char *bold = "\033[1m";
+constexpr const char *red = "\033[31m";
+constexpr const char *green = "\033[32m";
+constexpr const char *yellow = "\033[33m";
+constexpr const char *plain = "\033[0m";
+constexpr std::size_t narrowest_text = 12;
+
+template <typename Number> std::optional<Number> number_in(std::string_view text) {
+    Number number{};
+    const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    return error == std::errc() && stop == text.data() + text.size() ? std::optional(number) : std::nullopt;
+}
+
+const char *color_of(std::string_view status) {
+    const auto starts = [=](std::string_view word) { return status.starts_with(word); };
+    return starts("error") || starts("failed") || starts("fault") ? red
+           : starts("paused") || starts("note")                   ? yellow
+           : starts("downloading") || starts("seeding")           ? green
+                                                                  : "";
+}
+
+// "[######----]  62%"
+std::string bar(std::int64_t percent) {
+    constexpr std::int64_t width = 10;
+    const std::int64_t shown = std::clamp<std::int64_t>(percent, 0, 100);
+    const auto filled = static_cast<std::size_t>(shown * width / 100);
+    return "[" + std::string(filled, '#') + std::string(width - filled, '-') + "]" +
+           fitted(std::to_string(shown), 4, true) + "%";
+}
+
+std::string for_people(std::int64_t number, Kind kind, bool terminal) {
+    switch (kind) {
+    case Kind::bytes:
+        return human_bytes(number);
+    case Kind::kib:
+        return human_bytes(std::clamp<std::int64_t>(number, INT32_MIN, INT32_MAX) * 1024);
+    case Kind::mib:
+        return human_bytes(std::clamp<std::int64_t>(number, INT32_MIN, INT32_MAX) * 1024 * 1024);
+    case Kind::rate:
+        return human_bytes(number) + "/s";
+    case Kind::percent:
+        return terminal ? bar(number) : std::to_string(number) + "%";
+    case Kind::flag:
+        return number == 1 ? "yes" : number == 0 ? "" : std::to_string(number);
+    case Kind::seconds:
+        return number == 0 ? ""
+               : number > INT32_MAX || number < INT32_MIN
+                   ? std::to_string(number)
+                   : bt_task_fmttime(static_cast<std::int32_t>(number), "%F %H:%M");
+    default:
+        return std::to_string(number);
+    }
+}
+
+// Where to end the first line of a text that is wider.
+std::size_t line_end(std::string_view text, std::size_t width) {
+    const std::size_t most = std::max<std::size_t>(1, fitted(text, width).find_last_not_of(' ') + 1);
+    if (most >= text.size()) {
+        return text.size();
+    }
+    const std::size_t space = text.rfind(' ', most);
+    return space == std::string_view::npos || space == 0 ? most : space;
+}
+
+} // namespace
+
+std::string without_secrets(std::string_view text, Kind kind) {
+    return kind == Kind::address                     ? without_passwords(text)
+           : kind == Kind::password && !text.empty() ? "********"
+                                                     : std::string(text);
+}
+
+std::string json_value(const Field &field, Kind kind) {
+    if (field.null) {
+        return "null";
+    }
+    if (!is_text(kind)) {
+        if (const auto whole = number_in<std::int64_t>(field.text)) {
+            return std::to_string(*whole);
+        }
+        if (const auto decimal = number_in<double>(field.text); decimal && std::isfinite(*decimal)) {
+            return Json(*decimal).dump();
+        }
+    }
+    return Json(field.text).dump(-1, ' ', true, Json::error_handler_t::replace);
+}
+
+Sheet::Sheet(std::vector<Shown> columns, const Style &style) : columns_(std::move(columns)), style_(style) {
+    std::string line;
+    for (Shown &column : columns_) {
+        if (column.heading.empty()) {
+            column.heading = column.title;
+            std::ranges::transform(column.heading, column.heading.begin(), [](char c) {
+                return c == '_' ? ' ' : c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+            });
+        }
+        column.title = shown(column.title); // may be another program's column
+        column.heading = shown(column.heading);
+        widths_.push_back(style_.header ? width_of(column.heading) : 0);
+        line += (line.empty() ? "" : "\t") + column.title;
+    }
+    if (style_.form == Form::lines && style_.header) {
+        spool_.add(line + "\n");
+    }
+}
+
+std::string Sheet::cell(const Field &field, const Shown &column) const {
+    if (style_.human && !is_text(column.kind)) {
+        if (const auto number = number_in<std::int64_t>(field.text)) {
+            return for_people(*number, column.kind, style_.form == Form::terminal);
+        }
+    }
+    return shown(style_.passwords ? std::string(field.text) : without_secrets(field.text, column.kind));
+}
+
+void Sheet::row(const std::vector<Field> &fields, std::string_view status) {
+    const bool json = style_.form == Form::json || style_.form == Form::json_records;
+    const bool records = style_.form == Form::records;
+    const std::string color = style_.color ? color_of(status) : "";
+    std::string out = style_.form == Form::terminal       ? color + "\t"
+                      : style_.form == Form::json         ? (rows_ == 0 ? "[\n  {" : ",\n  {")
+                      : style_.form == Form::json_records ? (rows_ == 0 ? "{\n" : ",\n{\n")
+                      : records                           ? (rows_ == 0 ? "" : "\n")
+                                                          : color;
+    for (std::size_t i = 0; i < columns_.size(); ++i) {
+        const Shown &column = columns_[i];
+        const bool last = i + 1 == columns_.size();
+        if (json) {
+            const std::string visible =
+                style_.passwords ? std::string(fields[i].text) : without_secrets(fields[i].text, column.kind);
+            const bool several = style_.form == Form::json_records;
+            out += (several ? "  " : "") + Json(column.title).dump(-1, ' ', true, Json::error_handler_t::replace) +
+                   (several ? ": " : ":") + json_value({visible, fields[i].null}, column.kind) +
+                   (several ? (last ? "\n" : ",\n") : (last ? "" : ","));
+            continue;
+        }
+        const std::string text = cell(fields[i], column);
+        if (records) {
+            std::size_t width = 0;
+            for (const Shown &each : columns_) {
+                width = std::max(width, each.title.size() + 2);
+            }
+            out += (output_is_terminal() ? fitted(column.title, width) : column.title + "\t") + text + "\n";
+            continue;
+        }
+        widths_[i] = std::max(widths_[i], width_of(text));
+        out += text + (!last ? "\t" : !color.empty() && style_.form == Form::lines ? std::string(plain) + "\n" : "\n");
+    }
+    spool_.add(json ? out + "}" : out);
+    ++rows_;
+}
+
+// What does not fit is taken from the last column first, then from other texts; then columns go, from the last but one.
+void Sheet::lay_out(const std::function<void(std::string_view)> &out) {
+    const std::size_t room = window().columns;
+    std::vector<std::size_t> kept(columns_.size());
+    std::iota(kept.begin(), kept.end(), 0);
+    const auto total = [&] {
+        std::size_t sum = kept.size() - 1;
+        for (const std::size_t i : kept) {
+            sum += widths_[i];
+        }
+        return sum;
+    };
+    const auto narrow = [&](std::size_t i) {
+        const std::size_t least = std::min(widths_[i], narrowest_text);
+        const std::size_t excess = total() > room ? total() - room : 0;
+        widths_[i] = widths_[i] - least > excess ? widths_[i] - excess : least;
+    };
+    narrow(kept.back());
+    for (const std::size_t i : kept) {
+        if (is_text(columns_[i].kind)) {
+            narrow(i);
+        }
+    }
+    while (total() > room && kept.size() > 2) {
+        kept.erase(kept.end() - 2);
+    }
+    if (total() > room) {
+        widths_[kept.back()] -= std::min(widths_[kept.back()] - 1, total() - room);
+        widths_[kept.front()] -= std::min(widths_[kept.front()] - 1, total() > room ? total() - room : 0);
+    }
+    // Where a column was narrowed to nothing much and another went, the last takes the room.
+    if (total() < room && columns_[kept.back()].wraps) {
+        widths_[kept.back()] = room - (total() - widths_[kept.back()]);
+    }
+
+    const auto line = [&](const std::vector<std::string_view> &cells, std::string_view color) {
+        std::string_view rest = cells[kept.back()];
+        std::string text(color);
+        for (const std::size_t i : kept) {
+            const bool last = i == kept.back();
+            if (!last) {
+                text += fitted(cells[i], widths_[i], !is_text(columns_[i].kind)) + " ";
+                continue;
+            }
+            const std::size_t end =
+                columns_[i].wraps && width_of(rest) > widths_[i] ? line_end(rest, widths_[i]) : rest.size();
+            std::string cell = fitted(rest.substr(0, end), widths_[i], !is_text(columns_[i].kind));
+            text += is_text(columns_[i].kind) ? cell.substr(0, cell.find_last_not_of(' ') + 1) : cell;
+            rest.remove_prefix(std::min(rest.size(), rest.find_first_not_of(' ', end)));
+        }
+        out(text + (color.empty() ? "" : plain) + "\n");
+        const std::string indent(total() - widths_[kept.back()], ' ');
+        while (columns_[kept.back()].wraps && !rest.empty()) {
+            const std::size_t end = line_end(rest, widths_[kept.back()]);
+            out(std::string(color) + indent + std::string(rest.substr(0, end)) + (color.empty() ? "" : plain) + "\n");
+            rest.remove_prefix(std::min(rest.size(), rest.find_first_not_of(' ', end)));
+        }
+    };
+
+    if (style_.header) {
+        std::vector<std::string_view> headings;
+        for (const Shown &column : columns_) {
+            headings.push_back(column.heading);
+        }
+        line(headings, style_.color ? bold : "");
+    }
+    std::string held;
+    spool_.rewind();
+    for (std::string_view part = spool_.next(); !part.empty(); part = spool_.next()) {
+        held += part;
+        std::size_t done = 0;
+        for (std::size_t end = held.find('\n'); end != std::string::npos; end = held.find('\n', done)) {
+            std::vector<std::string_view> cells = split(std::string_view(held).substr(done, end - done), '\t');
+            const std::string_view color = cells.front();
+            cells.erase(cells.begin());
+            line(cells, color);
+            done = end + 1;
+        }
+        held.erase(0, done);
+    }
+}
+
+void Sheet::finish(const std::function<void(std::string_view)> &out) {
+    if (style_.form == Form::terminal) {
+        return rows_ == 0 ? out("(none)\n") : lay_out(out);
+    }
+    if (style_.form == Form::json) {
+        spool_.add(rows_ == 0 ? "[]\n" : "\n]\n");
+    }
+    spool_.rewind();
+    for (std::string_view part = spool_.next(); !part.empty(); part = spool_.next()) {
+        out(part);
+    }
+}
+
+void Sheet::print() {
+    std::string buffer;
+    finish([&](std::string_view part) {
+        buffer += part;
+        if (buffer.size() > 1U << 16U) {
+            tqctl::print(buffer);
+            buffer.clear();
+        }
+    });
+    tqctl::print(buffer);
+}
+
+} // namespace tqctl

@@ -1,0 +1,177 @@
+#include "store/write.h"
+
+#include "base/text.h"
+
+#include <charconv>
+#include <chrono>
+#include <cmath>
+#include <cstring>
+#include <limits>
+
+namespace tqctl {
+namespace {
+
+constexpr std::string_view name_of(std::int32_t code) {
+    switch (code) {
+    case BTDB_ERR_PARAM:
+        return "BTDB_ERR_PARAM";
+    case BTDB_ERR_NULL:
+        return "BTDB_ERR_NULL";
+    case BTDB_ERR_OPEN:
+        return "BTDB_ERR_OPEN";
+    case BTDB_ERR_TABLE:
+        return "BTDB_ERR_TABLE";
+    case BTDB_ERR_FLUSH:
+        return "BTDB_ERR_FLUSH";
+    case BTDB_ERR_INSERT:
+        return "BTDB_ERR_INSERT";
+    case BTDB_ERR_QUERY:
+        return "BTDB_ERR_QUERY";
+    case BTDB_ERR_DELETE:
+        return "BTDB_ERR_DELETE";
+    case BTDB_ERR_UPDATE:
+        return "BTDB_ERR_UPDATE";
+    case BTDB_ERR_NO_TASK:
+        return "BTDB_ERR_NO_TASK";
+    default:
+        return "code";
+    }
+}
+
+// A write that is taken back. The new table never leaves the cache but for the journal beside the file, which shows
+// whether one can be made there.
+void try_to_write(const Patience &patience) {
+    const Connection database = Connection::write(device_database(), patience);
+    database.run("PRAGMA synchronous = OFF");
+    database.run("BEGIN IMMEDIATE");
+    database.run("CREATE TABLE tqctl_trial (a); ROLLBACK");
+}
+
+template <class Number> Number number_of(const std::string &text, const std::string &option) {
+    Number number{};
+    const char *end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, number);
+    if (error != std::errc() || stop != end) {
+        throw Failure(Exit::usage,
+                      option + ": that is no whole number of " + std::to_string(sizeof number * 8) + " bits");
+    }
+    return number;
+}
+
+Failure refusal(std::int32_t code, const Table &table, std::optional<std::int32_t> id, bool waited_long) {
+    if (code == BTDB_ERR_PARAM) {
+        return {Exit::failed, "the library does not take these values"};
+    }
+    try {
+        const Patience none{std::chrono::milliseconds(0), true, {}};
+        try_to_write(none);
+        const Connection database = Connection::read(device_database(), none);
+        if (!database.has_table(table.name)) {
+            return {Exit::failed,
+                    device_database() + " has no table " + std::string(table.name) + " yet; run tqctl init"};
+        }
+        if (id && !has_row(database, table, *id)) {
+            return no_such_row(table, *id);
+        }
+        if (waited_long) {
+            return {Exit::failed, device_database() + " stayed locked by another program; try again"};
+        }
+        Statement check(database, "PRAGMA quick_check(1)");
+        if (!check.next() || check.text(0) != "ok") {
+            return database.failure(SQLITE_CORRUPT);
+        }
+    } catch (const Failure &failure) {
+        return failure;
+    }
+    return {Exit::failed,
+            "the library refused this, and nothing is wrong with " + device_database() + " now; try again"};
+}
+
+} // namespace
+
+void Record::set(const Column &column, const std::string &value, const std::string &option) {
+    char *field = reinterpret_cast<char *>(bytes_.data()) + column.offset;
+    if (is_text(column.kind)) {
+        if (value.size() >= column.width) { // cut, it would name another file, folder or torrent
+            throw Failure(Exit::usage, option + ": a value of " + std::to_string(value.size()) +
+                                           " bytes does not fit, its field holds " + std::to_string(column.width - 1));
+        }
+        if (value.find('\0') != std::string::npos) {
+            throw Failure(Exit::usage, option + ": the value holds a NUL character");
+        }
+        std::memcpy(field, value.c_str(), value.size() + 1);
+    } else if (column.width == sizeof(std::int64_t)) {
+        const auto number = number_of<std::int64_t>(value, option);
+        std::memcpy(field, &number, sizeof number);
+    } else {
+        const auto number = number_of<std::int32_t>(value, option);
+        std::memcpy(field, &number, sizeof number);
+    }
+}
+
+std::string Record::text(std::string_view title) const {
+    return bytes() + table_.find(title)->offset;
+}
+
+void require_writable() {
+    try_to_write({});
+}
+
+std::int32_t written(const char *call, const std::function<std::int32_t()> &write, const Table &table,
+                     std::optional<std::int32_t> id) {
+    constexpr std::chrono::milliseconds nearly_the_librarys_patience{19500};
+    const auto start = std::chrono::steady_clock::now();
+    const std::int32_t result = write();
+    if (result >= 0) {
+        return result;
+    }
+    const bool waited_long = std::chrono::steady_clock::now() - start > nearly_the_librarys_patience;
+    const Failure reason = refusal(result, table, id, waited_long);
+    throw Failure(reason.exit(), std::string(reason.what()) + " (" + call + ": " + std::string(name_of(result)) + ", " +
+                                     std::to_string(result) + ")");
+}
+
+std::int32_t add_row(const Record &record) {
+    const Table &table = record.table();
+    const auto add = [&] {
+        const std::int32_t result = table.add.run(record.data());
+        if (result == BTDB_ERR_QUERY) {
+            throw Failure(Exit::failed, "the " + std::string(table.title) +
+                                            " is added, but its identifier could not be read back (" + table.add.name +
+                                            ": BTDB_ERR_QUERY, -24)");
+        }
+        return result;
+    };
+    return written(table.add.name, add, table);
+}
+
+void set_fields(const Table &table, std::int32_t id, const Values &values) {
+    Record record(table);
+    std::string done;
+    for (const auto &[column, value] : values) {
+        record.set(*column, value, "--" + std::string(column->title));
+    }
+    for (const auto &[column, value] : values) {
+        const std::uint32_t position = table.position(*column);
+        try {
+            written(
+                table.set.name, [&] { return table.set.run(id, position, record.field(*column)); }, table, id);
+        } catch (const Failure &failure) {
+            throw Failure(failure.exit(), failure.what() + (done.empty() ? "" : "; set before that:" + done));
+        }
+        done += " " + std::string(column->title);
+    }
+}
+
+bool has_row(const Connection &database, const Table &table, std::int64_t id) {
+    return Statement(database,
+                     "SELECT 1 FROM " + std::string(table.name) + " WHERE " + std::string(table.id().name) + " = ?",
+                     {id})
+        .next();
+}
+
+Failure no_such_row(const Table &table, std::int64_t id) {
+    return {Exit::not_there, "there is no " + std::string(table.title) + " " + std::to_string(id)};
+}
+
+} // namespace tqctl
