@@ -26,9 +26,9 @@ static int32_t rate(int64_t bytes_a_second) {
 static void put_time_left(char (*field)[9], int64_t bytes, int64_t bytes_a_second) {
     const int64_t seconds = bytes_a_second > 0 ? bytes / bytes_a_second : INT64_MAX;
     if (bytes_a_second == 0) {
-        strcpy(*field, TQ_TIME_LEFT_UNKNOWN);
+        snprintf(*field, sizeof *field, "%s", TQ_TIME_LEFT_UNKNOWN);
     } else if (seconds >= INT64_C(100) * 3600) {
-        strcpy(*field, TQ_TIME_LEFT_MOST);
+        snprintf(*field, sizeof *field, "%s", TQ_TIME_LEFT_MOST);
     } else {
         const unsigned left = (unsigned)seconds;
         snprintf(*field, sizeof *field, "%02u:%02u:%02u", left / 3600 % 100, left / 60 % 60, left % 60);

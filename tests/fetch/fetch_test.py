@@ -1,7 +1,7 @@
 #!/usr/bin/python3 -Wignore
 """tqfetchd against real servers, and against everything that may go wrong. In the sandbox:
 
-    scripts/sandbox tests/fetch/fetch_test.py build/release/bin [-k PATTERN]
+    scripts/sandbox tests/fetch/fetch_test.py build/release/bin [CLASS] [-k PATTERN]
 """
 import hashlib
 import os
@@ -74,7 +74,7 @@ def below(folder="/share"):
     return sorted(str(path.relative_to(folder)) for path in pathlib.Path(folder).rglob("*") if not path.is_dir())
 
 
-class DaemonTest(unittest.TestCase):
+class Daemon(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
         if os.environ.get("KORVO_SANDBOX") != "1":
@@ -86,7 +86,7 @@ class DaemonTest(unittest.TestCase):
 
     def setUp(self):
         for folder in ("/mnt/HDA_ROOT", "/share", "/mnt/small", servers.ROOT):
-            for path in pathlib.Path(folder).iterdir():
+            for path in pathlib.Path(folder).glob("*"):
                 shutil.rmtree(path) if path.is_dir() and not path.is_symlink() else path.unlink()
         DOWNLOADS.mkdir()
         Hostile.seen.clear()
@@ -117,8 +117,8 @@ class DaemonTest(unittest.TestCase):
     def expect(self, name, data=DATA, folder=DOWNLOADS):
         self.assertEqual(hashlib.sha256((folder / name).read_bytes()).digest(), hashlib.sha256(data).digest(), name)
 
-    # ---- What it is for
 
+class DaemonTest(Daemon):
     def test_downloads_from_real_servers(self):
         for name in ("plain.bin", "private/asked.bin", "table/known.bin", "with space.bin"):
             serve(name)
@@ -243,68 +243,6 @@ class DaemonTest(unittest.TestCase):
         self.until(lambda: below() == ["Download/stays"])
         self.expect("stays")
 
-    def test_moves(self):
-        for name in ("Films", "outside"):
-            os.mkdir("/share/" + name)
-        os.symlink("/mnt/small", "/share/Small")
-        os.symlink("/share/outside", "/share/Films/link")
-        os.mkdir("/mnt/small/deep")
-        little = DATA[:300_000]
-        serve("little", little)
-        serve("large")
-        pathlib.Path("/share/Films/little").write_text("mine")
-        folders = {"Films": little, "Small/deep": little, "Films/link": None, "../tmp": None, "absent": None, ".": None}
-        tasks = {folder: add(self.http + "little", task_move_folder=folder) for folder in folders}
-        full = add(self.http + "large", task_move_folder="Small")
-        self.start("--retries", "0", "--transfers", "9")
-        for folder, task in tasks.items():
-            if folders[folder] is None:
-                self.assertEqual(self.until(failed, task), 901, folder)
-            else:
-                self.until(finished, task)
-                self.expect(row(task)["task_savename"], little, pathlib.Path("/share", folder))
-        self.assertEqual(self.until(failed, full), 900)
-        self.assertEqual(pathlib.Path("/share/Films/little").read_text(), "mine")
-        self.assertEqual(os.listdir("/share/outside"), [])
-        self.assertEqual(len(os.listdir("/mnt/small")), 1)
-        # With another place to go the complete file needs no server.
-        self.httpd.send_signal(signal.SIGSTOP)
-        self.addCleanup(self.httpd.send_signal, signal.SIGCONT)
-        change(full, task_errcode=0, task_move_folder="Films", task_is_paused=0)
-        self.until(finished, full)
-        self.expect("large", folder=pathlib.Path("/share/Films"))
-
-    def test_full_disk_and_planted_files(self):
-        os.symlink("/mnt/small", "/share/Small")
-        pathlib.Path(PROFILE).write_text("[BTDownload]\nHTTP_FTP Download Folder = Small\n")
-        victim = pathlib.Path("/share/Download/victim")
-        victim.write_text("mine")
-        os.symlink(victim, "/mnt/small/link.part")
-        os.mkfifo("/mnt/small/fifo.part")
-        serve("large")
-        small = {name: add(self.http + name) for name in ("link", "fifo", "second")}
-        for name in small:
-            serve(name, DATA[:200_000])
-        full = [add(self.hostile + "unsized/unsized"), add(self.http + "large")]
-        self.start("--retries", "0", "--transfers", "1")
-        for task in small.values():
-            self.until(finished, task)
-        self.assertEqual([self.until(failed, task) for task in full], [900, 900])
-        self.assertEqual(victim.read_text(), "mine")
-        # What was planted while a task waits.
-        slow = add(self.hostile + "slow/x")
-        pathlib.Path(PROFILE).unlink()
-        self.until(running, slow)
-        self.kill()
-        partial = DOWNLOADS / "x.part"
-        partial.unlink()
-        os.link(victim, partial)
-        servers.set_pace(slow=False)
-        self.start()
-        self.until(finished, slow)
-        self.expect("x")
-        self.assertEqual(victim.read_text(), "mine")
-
     def test_schedule_and_one_daemon(self):
         hours = lambda c: pathlib.Path(PROFILE).write_text(
             f"[BTDownload]\nSchedule Time = {c * 168}\nSchedule Time Enable = TRUE\n")
@@ -369,6 +307,71 @@ class DaemonTest(unittest.TestCase):
             self.assertEqual([list(r) for r in sql("SELECT task FROM done ORDER BY task")],
                              [[task] for task in range(1, slow + 1)])
             self.assertEqual([r["task_pid"] for r in sql("SELECT task_pid FROM HTTP_FTP_TASK")], [0] * slow)
+
+
+# With a small disk beside the share's.
+class DiskTest(Daemon):
+    def test_moves(self):
+        for name in ("Films", "outside"):
+            os.mkdir("/share/" + name)
+        os.symlink("/mnt/small", "/share/Small")
+        os.symlink("/share/outside", "/share/Films/link")
+        os.mkdir("/mnt/small/deep")
+        little = DATA[:300_000]
+        serve("little", little)
+        serve("large")
+        pathlib.Path("/share/Films/little").write_text("mine")
+        folders = {"Films": little, "Small/deep": little, "Films/link": None, "../tmp": None, "absent": None, ".": None}
+        tasks = {folder: add(self.http + "little", task_move_folder=folder) for folder in folders}
+        full = add(self.http + "large", task_move_folder="Small")
+        self.start("--retries", "0", "--transfers", "9")
+        for folder, task in tasks.items():
+            if folders[folder] is None:
+                self.assertEqual(self.until(failed, task), 901, folder)
+            else:
+                self.until(finished, task)
+                self.expect(row(task)["task_savename"], little, pathlib.Path("/share", folder))
+        self.assertEqual(self.until(failed, full), 900)
+        self.assertEqual(pathlib.Path("/share/Films/little").read_text(), "mine")
+        self.assertEqual(os.listdir("/share/outside"), [])
+        self.assertEqual(len(os.listdir("/mnt/small")), 1)
+        # With another place to go the complete file needs no server.
+        self.httpd.send_signal(signal.SIGSTOP)
+        self.addCleanup(self.httpd.send_signal, signal.SIGCONT)
+        change(full, task_errcode=0, task_move_folder="Films", task_is_paused=0)
+        self.until(finished, full)
+        self.expect("large", folder=pathlib.Path("/share/Films"))
+
+    def test_full_disk_and_planted_files(self):
+        os.symlink("/mnt/small", "/share/Small")
+        pathlib.Path(PROFILE).write_text("[BTDownload]\nHTTP_FTP Download Folder = Small\n")
+        victim = pathlib.Path("/share/Download/victim")
+        victim.write_text("mine")
+        os.symlink(victim, "/mnt/small/link.part")
+        os.mkfifo("/mnt/small/fifo.part")
+        serve("large")
+        small = {name: add(self.http + name) for name in ("link", "fifo", "second")}
+        for name in small:
+            serve(name, DATA[:200_000])
+        full = [add(self.hostile + "unsized/unsized"), add(self.http + "large")]
+        self.start("--retries", "0", "--transfers", "1")
+        for task in small.values():
+            self.until(finished, task)
+        self.assertEqual([self.until(failed, task) for task in full], [900, 900])
+        self.assertEqual(victim.read_text(), "mine")
+        # What was planted while a task waits.
+        slow = add(self.hostile + "slow/x")
+        pathlib.Path(PROFILE).unlink()
+        self.until(running, slow)
+        self.kill()
+        partial = DOWNLOADS / "x.part"
+        partial.unlink()
+        os.link(victim, partial)
+        servers.set_pace(slow=False)
+        self.start()
+        self.until(finished, slow)
+        self.expect("x")
+        self.assertEqual(victim.read_text(), "mine")
 
 
 if __name__ == "__main__":
