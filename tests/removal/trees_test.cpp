@@ -5,6 +5,7 @@
 #include "next.h"
 #include "removal.h"
 
+#include <algorithm>
 #include <csignal>
 #include <dirent.h>
 #include <fcntl.h>
@@ -22,7 +23,9 @@
 namespace {
 
 bool memory_for_directories = true;
-int swap_at_open = 0; // the openat() before which the directory is swapped for a symlink; 0: none
+int swap_at_open = 0;              // the openat() before which the directory is swapped for a symlink; 0: none
+bool move_before_going_up = false; // the directory, elsewhere
+int highest_descriptor = 0;
 
 } // namespace
 
@@ -33,7 +36,13 @@ int openat(int in, const char *name, int flags, ...) {
         EXPECT_EQ(renameat(in, name, AT_FDCWD, "/share/aside"), 0);
         EXPECT_EQ(symlinkat("/share/other", in, name), 0);
     }
-    return test::next(openat, "openat")(in, name, flags, 0600);
+    if (last == ".." && std::exchange(move_before_going_up, false)) {
+        const std::string here = std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(in));
+        EXPECT_EQ(rename(here.c_str(), "/share/other/moved"), 0);
+    }
+    const int opened = test::next(openat, "openat")(in, name, flags, 0600);
+    highest_descriptor = std::max(highest_descriptor, opened);
+    return opened;
 }
 DIR *fdopendir(int descriptor) {
     return memory_for_directories ? test::next(fdopendir, "fdopendir")(descriptor) : nullptr;
@@ -197,7 +206,7 @@ void compare_with_rm() {
                 EXPECT_NE(std::system(("rm -rf " + top + slash + " 2>/dev/null").c_str()), -1);
             } else {
                 const Task task = torrent(std::string("top") + slash);
-                const rlimit few = {static_cast<rlim_t>(seed % 2 == 0 ? 16 : 1024), 1024}, many = {1024, 1024};
+                const rlimit few = {static_cast<rlim_t>(seed % 2 == 0 ? 8 : 1024), 1024}, many = {1024, 1024};
                 setrlimit(RLIMIT_NOFILE, &few);
                 EXPECT_EQ(bt_task_remove(task.id, 1), BTDB_OK);
                 setrlimit(RLIMIT_NOFILE, &many);
@@ -213,6 +222,7 @@ void compare_with_rm() {
         with_leftovers += left[false] != before ? 1 : 0;
     }
     EXPECT_GT(with_leftovers, effort(1, 3, 100));
+    EXPECT_LT(highest_descriptor, 64);
 }
 
 // Becomes root with all rights over its own files, in a space of its own. Refused where root has given them up.
@@ -279,6 +289,19 @@ TEST_F(Swapped, ADirectoryForASymlinkAtTheLastMomentLeadsNowhere) {
         });
     }
     EXPECT_GT(opens, 10) << "ten directories";
+}
+
+TEST_F(Swapped, ADirectoryThatIsMovedAwayLeadsNowhere) {
+    expect_nothing_lost([] {
+        std::string deep = "/share/Download/data";
+        for (int level = 0; level < 40; ++level) {
+            plant(deep.append("/in"));
+        }
+        move_before_going_up = true;
+        EXPECT_EQ(bt_task_remove(torrent("data").id, 1), BTDB_OK);
+        EXPECT_FALSE(std::exchange(move_before_going_up, false)) << "it did not go up";
+        fs::remove_all("/share/other/moved");
+    });
 }
 
 // Puts a symlink to the canaries in the place of a directory of the tree, and the directory back, as fast as it can.
