@@ -6,6 +6,7 @@
 #include "removal.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <csignal>
 #include <dirent.h>
 #include <fcntl.h>
@@ -26,6 +27,8 @@ bool memory_for_directories = true;
 int swap_at_open = 0;              // the openat() before which the directory is swapped for a symlink; 0: none
 bool move_before_going_up = false; // the directory, elsewhere
 int highest_descriptor = 0;
+std::string unopenable; // a directory for which there is no descriptor
+uid_t symlinks_owner = 0, own_user = 0;
 
 } // namespace
 
@@ -40,9 +43,23 @@ int openat(int in, const char *name, int flags, ...) {
         const std::string here = std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(in));
         EXPECT_EQ(rename(here.c_str(), "/share/other/moved"), 0);
     }
+    if (last == unopenable) {
+        errno = EMFILE;
+        return -1;
+    }
     const int opened = test::next(openat, "openat")(in, name, flags, 0600);
     highest_descriptor = std::max(highest_descriptor, opened);
     return opened;
+}
+int fstat(int descriptor, struct stat *status) noexcept {
+    const int result = test::next(fstat, "fstat")(descriptor, status);
+    if (S_ISLNK(status->st_mode) && symlinks_owner != 0) {
+        status->st_uid = symlinks_owner;
+    }
+    return result;
+}
+uid_t geteuid() noexcept {
+    return own_user != 0 ? own_user : test::next(geteuid, "geteuid")();
 }
 DIR *fdopendir(int descriptor) {
     return memory_for_directories ? test::next(fdopendir, "fdopendir")(descriptor) : nullptr;
@@ -106,10 +123,18 @@ TEST_F(Removal, AShareMayBeASymlinkAndStays) {
         fs::remove("/share/Linked");
         fs::remove("/share/Chained");
     }
+    fs::create_symlink("Multimedia", "/share/Owned");
+    symlinks_owner = own_user = 1234;
+    write_file("/share/Multimedia/own");
+    expect_gone(torrent("own", 5, "Owned"), 1, {"/share/Multimedia/own"});
+    own_user = 4321;
+    expect_gone(torrent("canary", 5, "Owned"), 1, {});
+    symlinks_owner = own_user = 0;
+    fs::create_symlink(std::string(1014, '/') + "share/Multimedia", "/share/Long"); // read in part
     fs::create_symlink("Round", "/share/Round");
     fs::create_symlink("nowhere", "/share/Dangling");
     fs::create_symlink("Multimedia/canary", "/share/File");
-    for (const char *share : {"Round", "Dangling", "File"}) {
+    for (const char *share : {"Long", "Round", "Dangling", "File"}) {
         expect_gone(torrent("canary", 5, share), 1, {});
     }
 }
@@ -142,7 +167,14 @@ TEST_F(Removal, WhatCannotBeRemovedStopsNothing) {
     memory_for_directories = false;
     EXPECT_EQ(bt_task_remove(torrent("data").id, 1), BTDB_OK);
     memory_for_directories = true;
-    EXPECT_TRUE(fs::exists("/share/Download/data/sub/file"));
+    for (const char *name : {"sub", "inner"}) {
+        write_file("/share/Download/data/sub/inner/file");
+        unopenable = name;
+        EXPECT_EQ(bt_task_remove(torrent("data").id, 1), BTDB_OK);
+        unopenable.clear();
+        EXPECT_TRUE(fs::exists("/share/Download/data/sub/inner/file"));
+        EXPECT_NE(fs::exists("/share/Download/data/sub/file"), std::string(name) == "inner");
+    }
     sql("DROP TABLE BT_FDATA");
     expect_gone(torrent("x"), 0, {});
 }
