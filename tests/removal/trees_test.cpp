@@ -53,7 +53,7 @@ int openat(int in, const char *name, int flags, ...) {
 }
 int fstat(int descriptor, struct stat *status) noexcept {
     const int result = test::next(fstat, "fstat")(descriptor, status);
-    if (S_ISLNK(status->st_mode) && symlinks_owner != 0) {
+    if (result == 0 && S_ISLNK(status->st_mode) && symlinks_owner != 0) {
         status->st_uid = symlinks_owner;
     }
     return result;
