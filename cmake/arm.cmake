@@ -15,4 +15,4 @@ set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE BOTH)
 set(ENV{PKG_CONFIG_SYSROOT_DIR} ${arm_root})
 set(ENV{PKG_CONFIG_LIBDIR} ${arm_root}/usr/lib/arm-linux-gnueabihf/pkgconfig:${arm_root}/usr/share/pkgconfig)
 
-set(CMAKE_CROSSCOMPILING_EMULATOR qemu-arm -L ${arm_root})
+set(CMAKE_CROSSCOMPILING_EMULATOR ${CMAKE_CURRENT_LIST_DIR}/../scripts/run_arm)
