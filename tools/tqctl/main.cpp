@@ -20,7 +20,7 @@ namespace {
 
 constexpr const char *exit_statuses = R"(Exit status: 0 done, 1 failed, 2 usage, 3 no such row or message,
              4 the database is missing or cannot be opened.
-"tqctl help COMMAND" tells more about a command, "man tqctl" about all of them.)";
+"tqctl help COMMAND" describes a command, "man tqctl" all of them.)";
 
 // "help COMMAND" is "COMMAND --help". And CLI11 takes the next argument for the value of "--folder="; "--folder"
 // followed by an empty argument it reads right.

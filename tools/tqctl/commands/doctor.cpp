@@ -206,7 +206,7 @@ void check_indexes(Findings &findings, std::map<std::string, Object> &objects,
             continue;
         }
         if (std::ranges::find(statements, found->second.statement) == statements.end()) {
-            findings.fault("indexes", name + " is another than it should be: " + found->second.statement);
+            findings.fault("indexes", name + " differs from the expected definition: " + found->second.statement);
         }
         objects.erase(found);
     }
@@ -222,9 +222,9 @@ void check_foreign(Findings &findings, const std::map<std::string, Object> &obje
         std::string what = "the ";
         what.append(object.type).append(" ").append(name);
         if (ours) {
-            findings.fault("foreign", what + " on " + table + " is none of ours and changes how it behaves");
+            findings.fault("foreign", what + " on " + table + " is unknown and changes how it behaves");
         } else {
-            findings.note("foreign", what + " is none of ours");
+            findings.note("foreign", what + " is unknown");
         }
     }
 }
@@ -400,8 +400,7 @@ void doctor(const Options &options) {
     findings.print(options.list.style());
     if (findings.faults() > 0) {
         throw Failure(Exit::failed, std::to_string(findings.faults()) +
-                                        (findings.faults() == 1 ? " of these needs" : " of these need") + " a hand" +
-                                        (options.fix ? " still" : ""));
+                                        (findings.faults() == 1 ? " fault" : " faults") + (options.fix ? " left" : ""));
     }
 }
 
@@ -410,7 +409,7 @@ void doctor(const Options &options) {
 void add_doctor_command(CLI::App &app) {
     CLI::App *command = app.add_subcommand("doctor", "Look for what is wrong with the database");
     command->group(database_group);
-    command->footer("Exit status 1 when something needs a hand: a \"fault\". Looks at the file and what\n"
+    command->footer("Exit status 1 when there is a \"fault\". Looks at the file and what\n"
                     "was left beside it, its tables, indexes and rows, the modes of what surrounds\n"
                     "it, processes that are gone and the message queue. Changes nothing without\n"
                     "--fix, which makes a backup beside the database first and then puts right modes,\n"

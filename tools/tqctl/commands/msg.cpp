@@ -199,7 +199,7 @@ void status(bool json) {
 }
 
 void add_status(CLI::App &msg) {
-    CLI::App *command = msg.add_subcommand("status", "Tell what waits, without taking it");
+    CLI::App *command = msg.add_subcommand("status", "Show what waits, without taking it");
     command->footer("messages: how many wait; room: how many more fit; bytes: what they take up;\n"
                     "limit: the bytes they may take up; mode: 0777 when a receiver made the queue,\n"
                     "0666 when a sender did, and then only root receives. Exit status 3: no queue.");

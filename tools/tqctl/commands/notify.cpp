@@ -48,7 +48,7 @@ void set(const Switches &wanted) {
     // The library reports no failure of the device's configuration.
     const NotificationRecord kept = stored_switches();
     if (kept.email != switches.email || kept.im != switches.im || kept.desktop != switches.desktop) {
-        throw Failure(Exit::failed, "the device's configuration did not take the switches");
+        throw Failure(Exit::failed, "the device's configuration could not store the switches");
     }
     tell_daemon_of_settings();
 }
@@ -64,7 +64,8 @@ void send(const std::string &message) {
         throw Failure(Exit::failed, "alert mails are switched off (tqctl notify set --email on)");
     }
     if (const std::int32_t result = tqv3_notification_send(message.c_str()); result != 0) {
-        throw Failure(Exit::failed, "the mail was not taken (tqv3_notification_send: " + std::to_string(result) + ")");
+        throw Failure(Exit::failed,
+                      "the mail could not be sent (tqv3_notification_send: " + std::to_string(result) + ")");
     }
 }
 

@@ -182,7 +182,7 @@ void set(const Change &change) {
     const ScheduleRecord kept = stored_schedule();
     if (std::memcmp(kept.hours, schedule.hours, sizeof kept.hours) != 0 ||
         (kept.enabled != 0) != (schedule.enabled != 0)) {
-        throw Failure(Exit::failed, "the device's configuration did not take the schedule");
+        throw Failure(Exit::failed, "the device's configuration could not store the schedule");
     }
 }
 

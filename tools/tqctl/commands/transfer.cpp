@@ -35,7 +35,7 @@ void backup(const std::string &path) {
     NewFile copy(path);
     const Connection database = Connection::read();
     if (Statement mode(database, "PRAGMA journal_mode"); mode.next() && mode.text(0) == "wal") {
-        throw Failure(Exit::failed, database.path() + " has been given a write-ahead log; tqctl doctor tells more");
+        throw Failure(Exit::failed, database.path() + " has been given a write-ahead log; see tqctl doctor");
     }
     database.run("BEGIN");
     Statement(database, "SELECT 1 FROM sqlite_master").next(); // locks

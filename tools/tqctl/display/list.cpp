@@ -92,7 +92,7 @@ Defaults defaults_of(const Table &table) {
 
 void List::add_options(CLI::App &command, bool with_pages) {
     command.add_option("--sort", sort_, "Sort by this column")->type_name("NAME");
-    command.add_flag("--reverse", reverse_, "The other way round");
+    command.add_flag("--reverse", reverse_, "Reverse the order");
     const auto take_columns = [this](const std::string &names) { columns_ = CLI::detail::split(names, ','); };
     command.add_option_function<std::string>("--columns", take_columns, "Only these columns, in this order")
         ->type_name("NAME,...");

@@ -157,7 +157,7 @@ Export read_export(std::string_view json) {
     try {
         document = Json::parse(json);
     } catch (const Json::parse_error &error) {
-        throw FormatError("no JSON from byte " + std::to_string(error.byte) + " on");
+        throw FormatError("invalid JSON at byte " + std::to_string(error.byte));
     } catch (const Json::out_of_range &) {
         throw FormatError("it holds a number that is too large");
     }

@@ -179,7 +179,7 @@ CLI::App *add_group(CLI::App &app, const char *name, const char *help) {
 }
 
 void add_info(CLI::App &app) {
-    CLI::App *command = app.add_subcommand("info", "List the facts of a torrent");
+    CLI::App *command = app.add_subcommand("info", "List the metadata of a torrent");
     command->group(row_group);
     command->footer("A line for each program that has written some. A terminal shows the most telling\n"
                     "columns; --columns and --json show the others.");

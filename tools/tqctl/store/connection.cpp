@@ -159,7 +159,7 @@ Failure Connection::failure(int code) const {
                                        : " for longer than " + std::to_string(state_->patience.most.count() / 1000) +
                                              " seconds; try again")};
     case SQLITE_CORRUPT:
-        return {Exit::failed, path + " is damaged; tqctl doctor tells more, a backup may help"};
+        return {Exit::failed, path + " is damaged; see tqctl doctor, or restore a backup"};
     case SQLITE_NOTADB:
         return {Exit::failed, path + " is not a database"};
     case SQLITE_READONLY:

@@ -136,7 +136,7 @@ std::int32_t set_bt_field(std::int32_t id, std::uint32_t column, const void *val
                                               : bt_db_update_task_move_folder_by_task_id(id, text);
 }
 
-// ---- Sessions, files and facts of torrents
+// ---- Sessions, files and metadata of torrents
 
 #define SESSION(name) KORVO_FIELD(BtSessionRecord, name)
 constexpr std::array session_columns{

@@ -215,7 +215,7 @@ void remove(const std::vector<Task> &tasks, const Options &options) {
     require_writable();
     if (!options.yes) {
         if (isatty(STDIN_FILENO) == 0) {
-            throw Failure(Exit::usage, "nobody can be asked here; --yes removes without asking");
+            throw Failure(Exit::usage, "standard input is not a terminal; --yes removes without asking");
         }
         tell(words);
         if (!agreed(tasks.size())) {
@@ -257,7 +257,7 @@ void forget(const std::vector<Task> &tasks) {
 
 std::shared_ptr<Options> add_options(CLI::App &command) {
     auto options = std::make_shared<Options>();
-    command.add_flag("--dry-run", options->dry_run, "Only say what would go");
+    command.add_flag("--dry-run", options->dry_run, "Only print what would be removed");
     command.add_flag("--yes", options->yes, "Do not ask");
     return options;
 }
@@ -266,12 +266,12 @@ void add_remove(CLI::App &app) {
     CLI::App *command = app.add_subcommand("remove", "Remove tasks with their files");
     command->alias("rm");
     command->group(task_group);
-    command->footer("The row goes, the process of an HTTP/FTP task, a torrent's own files, and what\n"
-                    "was downloaded only with --delete-data. A torrent's daemon is asked to let go\n"
-                    "first; torrents take three seconds and more. Exit status 1: something stayed.");
+    command->footer("Removes the row, the process of an HTTP/FTP task, a torrent's own files, and\n"
+                    "what was downloaded only with --delete-data. A torrent's daemon is asked to let\n"
+                    "go first; torrents take three seconds and more. Exit status 1: something stayed.");
     const auto words = add_tasks(*command);
     const auto options = add_options(*command);
-    command->add_flag("--delete-data", options->delete_data, "What was downloaded goes too");
+    command->add_flag("--delete-data", options->delete_data, "Delete what was downloaded, too");
     command->callback([=] { remove(named_tasks(Connection::read(), *words), *options); });
 }
 

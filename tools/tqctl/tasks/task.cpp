@@ -143,7 +143,7 @@ std::vector<Task> named_tasks(const Connection &database, const TaskWords &words
         }
     }
     if (tasks.empty()) {
-        throw Failure(Exit::not_there, "no task is named by that");
+        throw Failure(Exit::not_there, "no task matches");
     }
     const auto before = [](const Task &a, const Task &b) {
         return a.table != b.table ? a.table == &bt_task_table : a.id < b.id;

@@ -229,8 +229,7 @@ void add_watch_command(CLI::App &app) {
                     "begins with the time and ends with an empty line; with --json an object a line.");
     const auto options = std::make_shared<Options>();
     add_number(
-        *command, "SECONDS", "From one look to the next (default: 2)",
-        [options](std::int32_t n) { options->seconds = n; }, 1);
+        *command, "SECONDS", "Update interval (default: 2)", [options](std::int32_t n) { options->seconds = n; }, 1);
     const auto filter = add_filter(*command);
     add_kind(*command, [options](const Table *kind) { options->kind = kind; });
     add_number(
