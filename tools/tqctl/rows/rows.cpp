@@ -163,10 +163,10 @@ void add_remove(CLI::App &parent, const Table &table) {
             written(
                 table.remove.name, [&] { return table.remove.run(0, &id); }, table);
         }
-        for (const auto &[column, value] : values) {
+        for (const auto &entry : values) {
+            const Column &key = *entry.first;
             written(
-                table.remove.name, [&] { return table.remove.run(table.position(*column), record.field(*column)); },
-                table);
+                table.remove.name, [&] { return table.remove.run(table.position(key), record.field(key)); }, table);
         }
     });
 }

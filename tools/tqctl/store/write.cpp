@@ -153,9 +153,10 @@ void set_fields(const Table &table, std::int32_t id, const Values &values) {
     }
     for (const auto &[column, value] : values) {
         const std::uint32_t position = table.position(*column);
+        const void *const field = record.field(*column);
         try {
             written(
-                table.set.name, [&] { return table.set.run(id, position, record.field(*column)); }, table, id);
+                table.set.name, [&] { return table.set.run(id, position, field); }, table, id);
         } catch (const Failure &failure) {
             throw Failure(failure.exit(), failure.what() + (done.empty() ? "" : "; set before that:" + done));
         }
