@@ -240,7 +240,9 @@ void compare_with_rm() {
                 const Task task = torrent(std::string("top") + slash);
                 const rlimit few = {static_cast<rlim_t>(seed % 2 == 0 ? 8 : 1024), 1024}, many = {1024, 1024};
                 setrlimit(RLIMIT_NOFILE, &few);
+                highest_descriptor = 0; // the C++ library may have opened directories by the same name
                 EXPECT_EQ(bt_task_remove(task.id, 1), BTDB_OK);
+                EXPECT_LT(highest_descriptor, 64);
                 setrlimit(RLIMIT_NOFILE, &many);
             }
             left[by_rm] = tree();
@@ -254,7 +256,6 @@ void compare_with_rm() {
         with_leftovers += left[false] != before ? 1 : 0;
     }
     EXPECT_GT(with_leftovers, effort(1, 3, 100));
-    EXPECT_LT(highest_descriptor, 64);
 }
 
 // Becomes root with all rights over its own files, in a space of its own. Refused where root has given them up.

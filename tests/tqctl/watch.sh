@@ -21,17 +21,6 @@ screen 70 6
 screen 24 5
 TERM=dumb screen 60 9
 
-say 'Keys: one for each kind, and one for the end; a resize draws it anew.'
-mkfifo keys && exec 9<>keys
-script -qfec "stty cols 60 rows 9 && echo \$\$ >shell && exec '$tqctl' watch 600 --columns task" watched <keys >/dev/null &
-until_it_says 'down 12' watched
-printf b >&9 && until_it_says 'tasks, down 7' watched
-printf h >&9 && until_it_says 'task, down 5' watched
-printf a >&9 && until [[ $(grep -c 'down 12' watched) -ge 2 ]]; do sleep 0.05; done
-kill -WINCH "$(cat shell)"
-until [[ $(grep -c 'down 12' watched) -ge 3 ]]; do sleep 0.05; done
-printf q >&9 && wait $! && exec 9>&-
-
 say 'Ctrl-C ends it, and so does a reader that goes.'
 "$tqctl" watch 9 --columns name >watched &
 until_it_says name watched
