@@ -151,10 +151,10 @@ for file in "$licences"/*; do
     name=${file##*/}
     [[ -L $file ]] || { make_torrent "$name" "$file"; adders+=("$name"); }
 done
-printf '$ tqctl add MAGNET &     (%d of them)\n' "${#adders[@]}"
+printf '$ tqctl add MAGNET --duplicates &     (%d of them)\n' "${#adders[@]}"
 processes=()
 for name in "${adders[@]}"; do
-    tqctl add "$(magnet_of "$name")" >/dev/null &
+    tqctl add --duplicates "$(magnet_of "$name")" >/dev/null &
     processes+=($!)
 done
 for process in "${processes[@]}"; do wait "$process"; done
