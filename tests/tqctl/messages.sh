@@ -29,7 +29,7 @@ tq msg get
 
 say 'Following takes what waits and what comes, and ends cleanly when it is asked to.'
 for signal in INT TERM; do
-    "$tqctl" msg send settings
+    rm -f followed && "$tqctl" msg send settings
     "$tqctl" msg get --follow >followed 2>&1 &
     until_it_says config followed
     "$tqctl" msg send files 1

@@ -21,6 +21,17 @@ screen 70 6
 screen 24 5
 TERM=dumb screen 60 9
 
+say 'Keys: one for each kind, and one for the end; a resize draws it anew.'
+mkfifo keys && exec 9<>keys
+script -qfec "stty cols 60 rows 9 && echo \$\$ >shell && exec '$tqctl' watch 600 --columns task" typescript <keys >/dev/null &
+until_it_says 'down 12' typescript
+printf b >&9 && until_it_says 'tasks, down 7' typescript
+printf h >&9 && until_it_says 'task, down 5' typescript
+printf a >&9 && until [[ $(grep -c 'down 12' typescript) -ge 2 ]]; do sleep 0.05; done
+kill -WINCH "$(cat shell)"
+until [[ $(grep -c 'down 12' typescript) -ge 3 ]]; do sleep 0.05; done
+printf q >&9 && wait $! && exec 9>&-
+
 say 'Ctrl-C ends it, and so does a reader that goes.'
 "$tqctl" watch 9 --columns name >watched &
 until_it_says name watched
@@ -32,11 +43,11 @@ echo "[${PIPESTATUS[0]}]"
 tq watch 0
 
 say 'A database that goes away is not made anew, and is shown again when it is back.'
-"$tqctl" watch 1 --columns name >watched 2>&1 &
-until_it_says first watched
+"$tqctl" watch 1 --columns name >rounds 2>&1 &
+until_it_says first rounds
 mv "$database" away
-until_it_says 'does not exist' watched
+until_it_says 'does not exist' rounds
 ls /mnt/HDA_ROOT
-: >watched && mv away "$database"
-until_it_says first watched
+: >rounds && mv away "$database"
+until_it_says first rounds
 kill $! && wait $! || true
