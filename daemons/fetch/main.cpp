@@ -16,6 +16,7 @@
 #include <exception>
 #include <fcntl.h>
 #include <future>
+#include <iostream>
 #include <sys/signalfd.h>
 #include <unistd.h>
 
@@ -129,7 +130,11 @@ int run(int argc, char **argv) {
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &error) {
-        return app.exit(error) == 0 ? done : usage;
+        const bool asked_for = app.exit(error) == 0;
+        if (!std::cout.flush()) {
+            throw std::runtime_error("standard output cannot be written");
+        }
+        return asked_for ? done : usage;
     }
     return serve(options);
 }

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cinttypes>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace fetch {
 namespace {
@@ -126,7 +127,9 @@ void Store::tick() {
     if (!there || !recovered_) {
         if (!std::exchange(waiting_, true)) {
             err_log(log_error, ERR_MODULE_MAIN, "waiting for %s, which %s\n", BTDB_DEFAULT_FILE,
-                    there ? "does not answer" : "is not there");
+                    !there                                 ? "is not there"
+                    : access(BTDB_DEFAULT_FILE, W_OK) == 0 ? "is locked or damaged, or its disk is full"
+                                                           : "this user may not change");
         }
         return;
     }

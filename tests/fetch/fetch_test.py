@@ -261,6 +261,14 @@ class DaemonTest(Daemon):
 
     # ---- What becomes of the store and the daemon
 
+    def test_what_it_cannot_write(self):
+        with open("/dev/full", "w") as full:
+            self.assertEqual(subprocess.run([f"{BIN}/tqfetchd", "--help"], stdout=full, stderr=full).returncode, 1)
+        add(self.hostile + "slow/x")
+        os.chmod(DATABASE, 0o400)
+        self.start()
+        self.until(lambda: "which this user may not change" in open("/tmp/log").read())
+
     def test_locked_and_vanished_store(self):
         task = add(self.hostile + "slow/x")
         self.start()
