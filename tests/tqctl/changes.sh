@@ -1,7 +1,7 @@
 # Changing and forgetting torrents, and the daemon that does what only it can.
 fresh
 hash=0123456789abcdef0123456789abcdef01234567
-for name in one two three four five; do "$tqctl" add --name $name >/dev/null; done
+for name in one two three four five; do torrent $name >/dev/null; done
 
 tq set bt:2 --folder "/share/it's new" --hash "${hash^^}"
 tq set bt:3 --folder ''

@@ -1,6 +1,6 @@
 # What the torrent daemon keeps beside its tasks.
 fresh
-"$tqctl" add --name one && "$tqctl" add --name two
+torrent one && torrent two
 sql "INSERT INTO BT_FDATA VALUES (1, 1, 1, 1, 10, 'sub/b.iso'), (2, 1, 11, 0, 0, 'other'), (3, 2, 1, 0, 9, 'a' || char(10))"
 sql "INSERT INTO BT_INFODATA (infodata_command, infodata_task_id, infodata_sender_pid, infodata_name, infodata_comment,
     infodata_num_pieces) VALUES (1, 1, 100, '1', 'first', 7), (1, 1, 200, NULL, 'second', 8), (1, 2, 100, 'two', '', 9)"

@@ -5,7 +5,7 @@ look() { tq doctor "$@"; }
 say 'Without a database, and with a good one.'
 tq doctor
 fresh
-"$tqctl" add --name n && sql "INSERT INTO BT_FDATA (fdata_task_id) VALUES (1)"
+torrent n && sql "INSERT INTO BT_FDATA (fdata_task_id) VALUES (1)"
 chmod 644 "$database"
 tq doctor
 chmod 640 "$database"
@@ -31,12 +31,21 @@ say 'The file: its mode, a journal, damage.'
 fresh && chmod 666 "$database"
 tq doctor | grep file
 mkfifo pipe
-chmod 600 "$database" && "$tqctl" backup copy && sql 'PRAGMA journal_mode = WAL'
+chmod 600 "$database"
+: >"$database-journal" # of a program that was killed before it wrote anything
+tq doctor | grep journal
+python3 - "$database" "$tqctl" <<'PYTHON' | grep journal
+import sqlite3, subprocess, sys
+database = sqlite3.connect(sys.argv[1], isolation_level=None)
+database.executescript("BEGIN; CREATE TABLE t (a)")
+subprocess.run([sys.argv[2], "doctor"])
+PYTHON
+"$tqctl" backup copy && sql 'PRAGMA journal_mode = WAL'
 tq doctor | grep journal
 tq doctor copy --no-header
 tq doctor pipe & # which nobody writes to
 wait $!
-fresh && "$tqctl" add --name n >/dev/null
+fresh && torrent n >/dev/null
 # A writer that is killed after it has written to the file, before it has committed.
 python3 - "$database" <<'PYTHON'
 import os, sqlite3, sys
@@ -84,4 +93,9 @@ chmod 755 /mnt/HDA_ROOT
 tq doctor --no-header | grep -v ok
 stat -c '%a %n' /mnt/HDA_ROOT/* | sed -E 's/-fix-[-0-9]+/-fix-TIME/'
 "$tqctl" rss items --db /mnt/HDA_ROOT/*before-fix* && tq rss add --url u --title t
+for round in 1 2; do
+    sql 'INSERT INTO BT_FDATA (fdata_task_id) VALUES (9)'
+    "$tqctl" doctor --fix >/dev/null 2>&1
+done
+ls -d /mnt/HDA_ROOT/*before-fix* | wc -l
 tq doctor --fix copy

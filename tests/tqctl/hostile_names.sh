@@ -1,7 +1,7 @@
 # What others wrote never reaches a terminal as it stands, wherever it comes from.
 fresh
 name=$'\e[31mred\a\n\t\\x1b \x7f \xc2\x9b31m \xe2\x80\xae\xe2\x80\xa8 \xff\xc0\xaf \x9b31m \xe6\x97\xa5\xe6\x9c\xac \xf0\x9f\x8e\xac'
-"$tqctl" add --name "$name"
+torrent "$name"
 "$tqctl" add 'magnet:?xt=urn:btih:0123456789abcdef0123456789abcdef01234567&dn=%1b%5D0;title%07'
 sql $'ALTER TABLE BT_TASK ADD COLUMN "\e]0;owned\a\nid\t7" TEXT'
 sql $'CREATE TABLE "\e[31m\n" (a)'
@@ -14,7 +14,7 @@ on_terminal 30 "$tqctl" list --columns task,name
 say 'A terminal that does not expect UTF-8 gets ASCII, on standard error too.'
 on_terminal 200 env LC_ALL=C "$tqctl" list --columns name
 on_terminal 200 env LC_ALL=C "$tqctl" show bt:1 | grep name
-echo n | script -qec "env LC_ALL=C $tqctl remove bt:1 >out" /dev/null | tr -d '\r' | sed -n 2p
+answered "env LC_ALL=C $tqctl remove bt:1 >out" y/N n | head -1
 
 say 'Messages quote names too.'
 status "$tqctl" show "$name"

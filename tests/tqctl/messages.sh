@@ -6,7 +6,7 @@ tq msg get
 say 'A receiver made it, so everybody may receive.'
 tq msg status | sed "s/$(id -un)/ME/"
 fresh
-"$tqctl" add --name n >/dev/null
+torrent n >/dev/null
 "$tqctl" msg get
 tq msg send pause bt:1
 tq msg send settings
@@ -22,6 +22,8 @@ tq msg send pause
 tq msg send pause bt:9
 tq msg send settings bt:1
 tq msg send nonsense 1
+tq msg send release all
+tq msg send look 1-9
 tq msg send pause bt:1 extra
 tq msg
 tq msg get

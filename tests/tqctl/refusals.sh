@@ -10,19 +10,18 @@ tq add "magnet:?xt=urn:btmh:1220$hash"
 tq add "magnet:?xt=urn:btih:${hash}0"
 tq add "magnet:?xt=urn:btih:$hash&dn=a%00b"
 tq add --file /f
-tq add --name= --file /f
+tq add --name n --file /f
 
 say 'Values as long as their field are taken, longer ones are refused and never truncated.'
 for field in name:1024 file:1024 folder:256; do
     option=--${field%:*} width=${field#*:}
-    status "$tqctl" add "$option" "$(bytes $((width + 1)))"
-    name=(--name n)
-    [[ $option != --name ]] || name=()
-    status "$tqctl" add "${name[@]}" "$option" "$(bytes "$width")"
+    for bytes in $((width + 1)) $width; do
+        status "$tqctl" add --hash $hash --duplicates "$option" "$(bytes $bytes)"
+    done
 done
 link="magnet:?xt=urn:btih:$hash&tr=" && room=$((2048 - ${#link}))
 status "$tqctl" add "$link$(bytes $((room + 1)))"
-status "$tqctl" add "$link$(bytes $room)"
+status "$tqctl" add --duplicates "$link$(bytes $room)"
 status "$tqctl" set bt:1 --folder "$(bytes 257)"
 tq add $'--name=a\nb' --hash "$hash"x
 
@@ -30,7 +29,7 @@ say 'Numbers are decimal and in range.'
 tq list --page 0
 tq list --per-page 0
 tq list --page 1000000 --per-page 1000000 --no-header
-for number in 3000000000 1x '' 1.5; do tq add --name n --position "$number"; done
+for number in 3000000000 1x '' 1.5; do tq add --hash $hash --position "$number"; done
 tq files bt:1 --want 3-1
 
 say 'Commands and options; what is near is suggested.'
@@ -51,7 +50,7 @@ tq forget
 tq forget bt:1 2-x
 tq add -- foo
 tq add --user me --name n
-tq add --name a/b
+tq add --hash $hash --name a/b
 tq add "sub/../../none.torrent"
 printf 'http://h/a\nnonsense\n' >list && tq add --input list
 tq add --input missing

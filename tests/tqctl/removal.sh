@@ -13,8 +13,9 @@ goes() {
     diff planned gone && echo "as planned: $(paste -sd ' ' planned)"
 }
 put '/share/Download/A film/disc 1/part' '/share/Download/A film.fastresume' /share/Download/other /mnt/HDA_ROOT/film.torrent
-"$tqctl" add --name 'A film' --file /mnt/HDA_ROOT/film.torrent >/dev/null
-"$tqctl" add --name other >/dev/null
+torrent 'A film' >/dev/null && torrent other >/dev/null
+sql "UPDATE BT_TASK SET task_total_wanted = 1; UPDATE BT_TASK SET task_filename =
+    '/mnt/HDA_ROOT/film.torrent' WHERE task_id = 1"
 "$tqctl" add http://example.org/film >/dev/null
 sql "INSERT INTO BT_FDATA (fdata_task_id) VALUES (1)"
 
@@ -24,14 +25,14 @@ tq remove bt:1-9 --dry-run
 tq remove bt:1 --dry-run --delete-data
 tq remove bt:1
 for answer in n ''; do
-    echo "$answer" | script -qec "$tqctl remove bt:1-2 --delete-data" /dev/null | tr -d '\r' || true
+    answered "$tqctl remove bt:1-2 --delete-data" y/N "$answer"
 done
 tq remove 7 --yes
 files
 
 say 'With a yes it goes, and the data only when it is meant.'
 goes bt:1
-echo Y | script -qec "$tqctl rm bt:2 --delete-data" /dev/null | tr -d '\r'
+answered "$tqctl rm bt:2 --delete-data" y/N Y
 files
 tq list --columns task
 python3 -c "import sqlite3; print(sqlite3.connect('$database').execute('SELECT count(*) FROM BT_FDATA').fetchone())"
@@ -54,7 +55,7 @@ goes http:3 --delete-data
 say 'Odd names: the plan is what the library does.'
 for name in 'x/.' 'x/' . / "$(printf '/%.0s' {1..1010})y"; do
     put /share/Films/x /share/Films/y /share/Download/x /share/Download/y
-    sql "INSERT INTO BT_TASK (task_id, task_torrent_name) VALUES (50, '$name');
+    sql "INSERT INTO BT_TASK (task_id, task_torrent_name, task_total_wanted) VALUES (50, '$name', 1);
          INSERT INTO HTTP_FTP_TASK (task_id, task_filename, task_state, task_savename) VALUES (50, 'http://h/', 1, '$name')"
     goes bt:50 --delete-data
     goes http:50 --delete-data
@@ -70,11 +71,13 @@ tq remove http:4-5 --yes --delete-data
 find /share/Behind -name film
 
 say 'What could not go is said. A database that cannot be written keeps its files.'
-"$tqctl" add --name stuck >/dev/null && put /share/Download/stuck/inner/file
+torrent stuck >/dev/null && torrent kept >/dev/null && put /share/Download/stuck/inner/file
+tq remove bt:51 --yes --delete-data --dry-run
+sql "UPDATE BT_TASK SET task_total_wanted = 1"
 chmod a-w /share/Download/stuck/inner
 tq remove bt:51 --yes --delete-data
 chmod u+w /share/Download/stuck/inner
-"$tqctl" add --name kept >/dev/null && put /share/Download/kept
+put /share/Download/kept
 chmod a-w "$database"
 tq remove bt:52 --yes --delete-data
 chmod u+w "$database"

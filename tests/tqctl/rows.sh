@@ -53,15 +53,7 @@ tq account remove --host h
 tq account list --no-header
 
 say 'A terminal is asked twice and shows nothing of the answer.'
-answer() {
-    until_it_says 'password: ' seen && printf '%s\n' "$1"
-    until_it_says 'again: ' seen && printf '%s\n' "$2"
-}
-ask() {
-    rm -f seen
-    answer "$1" "$2" | script -qefc "$3" seen >/dev/null
-    tr -d '\r' <seen | sed '/^Script /d; /^$/d'
-}
+ask() { answered "$3" 'password: ' "$1" 'again: ' "$2"; }
 ask secret secret "$tqctl account set 3 --password"
 ask secret public "$tqctl account set 3 --password"
 tq account list --show-passwords --columns password

@@ -1,11 +1,13 @@
 # From nothing to a database that can be used, and the ways in which it cannot: each is told apart from the others.
 hash=0123456789abcdef0123456789abcdef01234567
-commands=(list "show bt:1" "show $hash" count "add --name n" "set bt:1 --folder f" "forget bt:1" "rss items" export)
+commands=(list "show bt:1" "show $hash" count "add --hash $hash" "set bt:1 --folder f" "forget bt:1" "rss items" export)
 
 say 'Without a database every command but init says so, and none makes it.'
 for arguments in "${commands[@]}" 'watch' 'doctor' 'backup copy'; do tq $arguments; done
-tq list --db nowhere
+for name in nowhere /nowhere nowhere/x.db '' /tmp; do tq list --db "$name"; done
+tq doctor ''
 ls /mnt/HDA_ROOT
+mv /mnt/HDA_ROOT /mnt/aside && tq init && mv /mnt/aside /mnt/HDA_ROOT
 
 say 'A database without the tables.'
 : >"$database"
@@ -16,7 +18,7 @@ umask 022
 "$tqctl" init | true
 tq init
 stat -c %a "$database"
-tq add --name kept
+tq add --hash $hash --name kept
 tq count --filter all
 tq --version | sed 's/SQLite [0-9.]*/SQLite N/'
 
@@ -24,7 +26,7 @@ say 'What is no database.'
 printf 'no database, but longer than a header would be: %0100d' 0 >"$database"
 tq list
 tq init
-tq add --name n
+tq add --hash $hash
 rm "$database" && mkdir "$database" && tq list
 rmdir "$database" && : >other.db && ln -s /tmp/other.db "$database" && tq list
 rm -f "$database" other && mkfifo "$database" && tq doctor
@@ -33,9 +35,9 @@ rm "$database"
 say 'Not to be written.'
 fresh
 chmod a-w "$database"
-tq add --name n
+tq add --hash $hash
 tq list
 chmod u+w "$database" && chmod a-w /mnt/HDA_ROOT
-tq add --name n
+tq add --hash $hash
 tq forget all
 chmod u+w /mnt/HDA_ROOT

@@ -68,6 +68,11 @@ tq list --json --human
 
 say 'On a terminal: fitted to its width, down to very narrow ones.'
 for columns in 100 60 30 12; do on_terminal $columns "$tqctl" list; done
+sql "INSERT INTO BT_TASK (task_id, task_torrent_name, task_state, task_start_time)
+    VALUES (4294967296, 'A name that is longer than a narrow column, and more', 4, 99)"
+for columns in 85 60 12; do on_terminal $columns "$tqctl" list --page 7 --per-page 2; done
+on_terminal 30 "$tqctl" list --page 7 --per-page 2 --columns name,task
+sql 'DELETE FROM BT_TASK WHERE task_id > 9'
 on_terminal 80 "$tqctl" list --filter paused --page 2
 on_terminal 80 "$tqctl" show bt:3 | head -2
 NO_COLOR='' TERM=xterm on_terminal 40 "$tqctl" list --kind bt --columns status,name | sed 's/\x1b/^[/g'

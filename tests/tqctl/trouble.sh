@@ -17,7 +17,7 @@ database.rollback()' "$database" "$1" &
     holder=$!
     until_it_says held held
 }
-all=(list 'show bt:1' "show $hash" count 'add --name n' 'set bt:1 --folder f' 'pause http:1' 'forget bt:2' 'files bt:1'
+all=(list 'show bt:1' "show $hash" count "add --hash $hash" 'set bt:1 --folder f' 'pause http:1' 'forget bt:2' 'files bt:1'
     'rss items' 'job add --name n' init 'backup copy.db' export 'recover' 'remove bt:1 --yes' 'watch --rounds 1'
     'doctor' 'import -')
 
@@ -53,9 +53,11 @@ with open(sys.argv[1], "r+b") as file:
     file.seek((root - 1) * size)
     file.write(b"\xff" * size)
 PYTHON
-for command in list 'show bt:1' "show $hash" 'set bt:1 --folder f' 'forget bt:1' 'remove bt:1 --yes' 'files bt:1' count export; do
+for command in list 'show bt:1' "show $hash" 'set bt:1 --folder f' 'forget bt:1' 'remove bt:1 --yes' 'files bt:1' count export \
+    'pause http:1' init recover 'watch --rounds 1' 'backup damaged.db'; do
     tq $command
 done
+cmp damaged.db "$database" && status "$tqctl" doctor --fix 2>&1 | sed -E 's/-fix-[-0-9]+/-fix-TIME/'
 "$tqctl" doctor | cut -f 1,2 | sort -u
 cp whole "$database"
 
@@ -67,12 +69,12 @@ ls /mnt/small
 cd /tmp && rm /mnt/small/*
 mv /mnt/HDA_ROOT /mnt/aside && ln -s small /mnt/HDA_ROOT && fresh
 head -c 2000000 /dev/zero >/mnt/small/filler 2>/dev/null || true
-tq add --name n
+tq add --hash $hash
 tq list --kind bt
 rm /mnt/HDA_ROOT /mnt/small/* && mv /mnt/aside /mnt/HDA_ROOT
 into() { "$tqctl" "${@:2}" >&"$1"; }
 exec 8>/dev/full
-for command in 'list --json' --help 'add --name named' export; do status into 8 $command; done
+for command in 'list --json' --help "add --hash ${hash/0/1}" export; do status into 8 $command; done
 exec 8>&-
 
 say 'A reader that goes ends it without a word, and stops nothing that was asked for.'
@@ -89,7 +91,7 @@ sql "CREATE VIEW BT_TASK AS WITH RECURSIVE r(task_id) AS (SELECT 1 UNION ALL SEL
 "$tqctl" doctor | grep -E 'BT_TASK'
 
 say 'What a killed program left is put in order by whoever may.'
-fresh && "$tqctl" add --name n >/dev/null
+fresh && torrent n >/dev/null
 python3 - "$database" <<'PYTHON'
 import os, sqlite3, sys
 database = sqlite3.connect(sys.argv[1], isolation_level=None)

@@ -91,11 +91,9 @@ bool has_write_ahead_log(const std::string &path) {
     return header[18] == 2 || header[19] == 2;
 }
 
-// A journal beside a file that reads well belongs to somebody who is writing; one beside a file that does not is what a
-// killed program left. Returns whether the file can be looked into.
+// A journal belongs to somebody who is writing, or it is what a killed program left. That is either to be rolled back
+// first, which SQLite says, or was not yet or no more in use. Returns whether the file can be looked into.
 bool check_journal(Findings &findings, const std::string &path) {
-    struct stat status {};
-    const bool journal = stat((path + "-journal").c_str(), &status) == 0;
     sqlite3 *handle = nullptr;
     const int opened = sqlite3_open_v2(path.starts_with('/') ? path.c_str() : ("./" + path).c_str(), &handle,
                                        SQLITE_OPEN_READONLY, nullptr);
@@ -105,12 +103,24 @@ bool check_journal(Findings &findings, const std::string &path) {
         sqlite3_exec(handle, "PRAGMA schema_version", nullptr, nullptr, nullptr);
     }
     const int code = sqlite3_extended_errcode(handle);
+    int writing = 0;
+    sqlite3_file *file = nullptr;
+    if (opened == SQLITE_OK && sqlite3_file_control(handle, "main", SQLITE_FCNTL_FILE_POINTER, &file) == SQLITE_OK &&
+        file->pMethods != nullptr) {
+        file->pMethods->xCheckReservedLock(file, &writing);
+    }
+    struct stat status {};
+    const bool journal = stat((path + "-journal").c_str(), &status) == 0;
     if (code == SQLITE_READONLY_ROLLBACK || (journal && code == SQLITE_CANTOPEN)) {
         findings.fault("journal", "left behind by a program that was killed; the next call of the library that reads "
                                   "puts the file in order, and then the rest can be checked");
         return false;
     }
-    findings.ok("journal", journal ? "there is one, of a program that is writing" : "none left behind");
+    if (journal && writing == 0) {
+        findings.note("journal", "an unused one is there, with nothing in it to be rolled back");
+    } else {
+        findings.ok("journal", journal ? "there is one, of a program that is writing" : "none left behind");
+    }
     return true;
 }
 
@@ -258,7 +268,7 @@ void check_texts(Findings &findings, const Connection &database, const Table &ta
             check_rows(findings, database, "texts", table,
                        "length(CAST(" + name + " AS BLOB)) >= " + std::to_string(column.width),
                        "whose " + name + " is longer than the " + std::to_string(column.width - 1) +
-                           " bytes that a record holds");
+                           " bytes that a record holds, and is read truncated; set it anew, or remove the row");
         }
     }
 }
@@ -267,7 +277,8 @@ void check_identifiers(Findings &findings, const Connection &database, const Tab
     constexpr std::int64_t most = std::numeric_limits<std::int32_t>::max();
     const std::string id(table.id().name);
     check_rows(findings, database, "identifiers", table, id + " NOT BETWEEN 1 AND " + std::to_string(most),
-               "with an identifier that is not from 1 to " + std::to_string(most));
+               "with an identifier that is not from 1 to " + std::to_string(most) +
+                   ", which no command reaches; SQLite's own shell can delete it");
     Statement next(database, "SELECT max(seq) FROM sqlite_sequence WHERE name = ?", {std::string(table.name)});
     if (next.next() && next.number(0) >= most) {
         findings.fault("identifiers", std::string(table.name) + ": the next one will be above " + std::to_string(most));
@@ -331,7 +342,7 @@ void check_queue(Findings &findings) {
     const std::string mode = ", mode " + octal(queue->msg_perm.mode & 0777U);
     if (room_for_messages(*queue) == 0) {
         findings.fault("queue", waiting + "; it is full, and the next program that sends will end; is the daemon "
-                                          "running?");
+                                          "running? tqctl msg clean removes all of them");
     } else if ((queue->msg_perm.mode & 0777U) != 0777) {
         findings.note("queue", waiting + mode +
                                    ": a sender made it, and a daemon that does not run as root cannot "
@@ -400,7 +411,8 @@ void doctor(const Options &options) {
     findings.print(options.list.style());
     if (findings.faults() > 0) {
         throw Failure(Exit::failed, std::to_string(findings.faults()) +
-                                        (findings.faults() == 1 ? " fault" : " faults") + (options.fix ? " left" : ""));
+                                        (findings.faults() == 1 ? " fault" : " faults") +
+                                        (options.fix ? " left, not for --fix to put right" : ""));
     }
 }
 
@@ -412,9 +424,11 @@ void add_doctor_command(CLI::App &app) {
     command->footer("Exit status 1 when there is a \"fault\". Looks at the file and what\n"
                     "was left beside it, its tables, indexes and rows, the modes of what surrounds\n"
                     "it, processes that are gone and the message queue. Changes nothing without\n"
-                    "--fix, which makes a backup beside the database first and then puts right modes,\n"
-                    "missing tables and indexes, rows of no task, processes that are gone and\n"
-                    "identifiers that ran out.");
+                    "--fix, which makes a backup beside the database first and then puts right modes\n"
+                    "of files, missing tables and indexes, rows of no task, processes that are gone\n"
+                    "and identifiers that ran out. For the rest it says what to do: damage, foreign\n"
+                    "objects, texts and identifiers that no record holds, a full message queue, the\n"
+                    "directory's mode.");
     const auto options = std::make_shared<Options>();
     command->add_option("FILE", options->path, "Another file, such as a backup");
     command->add_flag("--fix", options->fix, "Put right what can be, after a backup");

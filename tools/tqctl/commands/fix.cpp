@@ -62,8 +62,15 @@ std::string fix_database() {
     char time[32] = "";
     std::tm local{};
     std::strftime(time, sizeof time, "%Y%m%d-%H%M%S", localtime_r(&now, &local));
-    const std::string copy = device_database() + ".before-fix-" + time;
-    backup(copy);
+    const std::string first = device_database() + ".before-fix-" + time;
+    std::string copy = first;
+    struct stat status {};
+    for (int number = 2; lstat(copy.c_str(), &status) == 0; ++number) {
+        copy = first + "-" + std::to_string(number);
+    }
+    if (const std::string damage = backup(copy); !damage.empty()) {
+        throw Failure(Exit::failed, damage + "; nothing was changed, and " + copy + " is a copy of what is there");
+    }
     take_from_others(device_database().c_str(), S_IRWXO);
     take_from_others(configuration_file, S_IWOTH);
     require_writable();

@@ -17,8 +17,8 @@ std::string condition_of_orphans(const Table &table);
 // Copies the database, then puts right what can be put right in it. Returns the copy's name.
 std::string fix_database();
 
-// Copies the database to a new file.
-void backup(const std::string &path);
+// Copies the database to a new file. Returns what is damaged in it, and so in the copy; empty for nothing.
+std::string backup(const std::string &path);
 
 } // namespace tqctl
 

@@ -53,11 +53,10 @@ void send(const std::string &name, const std::string &task) {
     }
     BtMessage sent{message->type, message->code, 0, 0, 0, 0};
     if (!task.empty() && !(task == "all" && all_allowed)) {
-        const auto tasks = named_tasks(Connection::read(), {{task}, &bt_task_table});
-        if (tasks.size() != 1) {
-            throw CLI::ValidationError("send", "a message is about one task");
+        if (task == "all" || task.find_first_of(",-") != std::string::npos) {
+            throw CLI::ValidationError("send", "such a message is about one task");
         }
-        sent.param2 = tasks.front().id;
+        sent.param2 = named_tasks(Connection::read(), {{task}, &bt_task_table}).front().id;
     }
     send_message(sent);
 }

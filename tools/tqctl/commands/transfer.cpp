@@ -31,7 +31,7 @@ std::string quoted(const std::string &name) {
 } // namespace
 
 // The pages of the file as SQLite reads them, while a read transaction keeps writers out.
-void backup(const std::string &path) {
+std::string backup(const std::string &path) {
     NewFile copy(path);
     const Connection database = Connection::read();
     if (Statement mode(database, "PRAGMA journal_mode"); mode.next() && mode.text(0) == "wal") {
@@ -54,10 +54,12 @@ void backup(const std::string &path) {
         }
         copy.write(bytes);
     }
+    const std::string damage = damage_of(database);
     database.run("COMMIT");
     if (!copy.keep()) {
         throw Failure(Exit::failed, path + " is there already; nothing is written over it");
     }
+    return damage;
 }
 
 namespace {
@@ -70,7 +72,11 @@ void add_backup(CLI::App &app) {
                     "program uses the database. Other commands read it with --db FILE.");
     const auto path = std::make_shared<std::string>();
     command->add_option("FILE", *path, "The new file")->required();
-    command->callback([path] { backup(*path); });
+    command->callback([path] {
+        if (const std::string damage = backup(*path); !damage.empty()) {
+            throw Failure(Exit::failed, damage + "; " + *path + " is a copy of what is there");
+        }
+    });
 }
 
 // ---- export --------------------------------------------------------------------------------------------------------

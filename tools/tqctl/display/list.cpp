@@ -122,7 +122,7 @@ void List::add_show_passwords(CLI::App &command) {
 
 Style List::style() const {
     const bool terminal = output_is_terminal() && !json_;
-    return {json_      ? Form::json
+    return {json_      ? json_form_
             : terminal ? Form::terminal
                        : Form::lines,
             !no_header_, colored(color_) && !json_, terminal || human_, passwords_};

@@ -43,6 +43,7 @@ public:
     void add_show_passwords(CLI::App &command);
 
     bool json() const { return json_; }
+    void put_json_in_one_line() { json_form_ = Form::json_line; }
     bool human() const { return human_; }
 
     // Which form the options and the reader of standard output want.
@@ -62,6 +63,7 @@ private:
     std::optional<std::int32_t> per_page_;
     bool reverse_ = false;
     bool json_ = false;
+    Form json_form_ = Form::json;
     bool no_header_ = false;
     bool human_ = false;
     bool passwords_ = false;

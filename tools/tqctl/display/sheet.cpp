@@ -66,6 +66,26 @@ std::string for_people(std::int64_t number, Kind kind, bool terminal) {
     }
 }
 
+std::string json_text(std::string_view text) {
+    return Json(text).dump(-1, ' ', true, Json::error_handler_t::replace);
+}
+
+// What stands around rows.
+struct Marks {
+    const char *first = ""; // before it
+    const char *next = "";
+    const char *end = "";
+    const char *none = ""; // instead of any
+};
+
+Marks marks_of(Form form) {
+    return form == Form::json           ? Marks{"[\n  ", ",\n  ", "\n]\n", "[]\n"}
+           : form == Form::json_line    ? Marks{"[", ",", "]", "[]"}
+           : form == Form::json_records ? Marks{"", ",\n"}
+           : form == Form::records      ? Marks{"", "\n"}
+                                        : Marks{};
+}
+
 // Where to end the first line of a text that is wider.
 std::size_t line_end(std::string_view text, std::size_t width) {
     const std::size_t most = std::max<std::size_t>(1, fitted(text, width).find_last_not_of(' ') + 1);
@@ -96,7 +116,7 @@ std::string json_value(const Field &field, Kind kind) {
             return Json(*decimal).dump();
         }
     }
-    return Json(field.text).dump(-1, ' ', true, Json::error_handler_t::replace);
+    return json_text(field.text);
 }
 
 Sheet::Sheet(std::vector<Shown> columns, const Style &style) : columns_(std::move(columns)), style_(style) {
@@ -111,6 +131,7 @@ Sheet::Sheet(std::vector<Shown> columns, const Style &style) : columns_(std::mov
         column.title = shown(column.title); // may be another program's column
         column.heading = shown(column.heading);
         widths_.push_back(style_.header ? width_of(column.heading) : 0);
+        title_width_ = std::max(title_width_, width_of(column.title) + 2);
         line += (line.empty() ? "" : "\t") + column.title;
     }
     if (style_.form == Form::lines && style_.header) {
@@ -127,44 +148,44 @@ std::string Sheet::cell(const Field &field, const Shown &column) const {
     return shown(style_.passwords ? std::string(field.text) : without_secrets(field.text, column.kind));
 }
 
-void Sheet::row(const std::vector<Field> &fields, std::string_view status) {
-    const bool json = style_.form == Form::json || style_.form == Form::json_records;
-    const bool records = style_.form == Form::records;
-    const std::string color = style_.color ? color_of(status) : "";
-    std::string out = style_.form == Form::terminal       ? color + "\t"
-                      : style_.form == Form::json         ? (rows_ == 0 ? "[\n  {" : ",\n  {")
-                      : style_.form == Form::json_records ? (rows_ == 0 ? "{\n" : ",\n{\n")
-                      : records                           ? (rows_ == 0 ? "" : "\n")
-                                                          : color;
+std::string Sheet::json_row(const std::vector<Field> &fields) const {
+    const bool record = style_.form == Form::json_records;
+    std::string out = "{";
     for (std::size_t i = 0; i < columns_.size(); ++i) {
-        const Shown &column = columns_[i];
-        const bool last = i + 1 == columns_.size();
-        if (json) {
-            const std::string visible =
-                style_.passwords ? std::string(fields[i].text) : without_secrets(fields[i].text, column.kind);
-            const bool several = style_.form == Form::json_records;
-            out += (several ? "  " : "") + Json(column.title).dump(-1, ' ', true, Json::error_handler_t::replace) +
-                   (several ? ": " : ":") + json_value({visible, fields[i].null}, column.kind) +
-                   (several ? (last ? "\n" : ",\n") : (last ? "" : ","));
-            continue;
-        }
-        const std::string text = cell(fields[i], column);
-        if (records) {
-            std::size_t width = 0;
-            for (const Shown &each : columns_) {
-                width = std::max(width, each.title.size() + 2);
-            }
-            out += (output_is_terminal() ? fitted(column.title, width) : column.title + "\t") + text + "\n";
+        const std::string visible =
+            style_.passwords ? std::string(fields[i].text) : without_secrets(fields[i].text, columns_[i].kind);
+        out += (i == 0 ? "" : ",") + std::string(record ? "\n  " : "") + json_text(columns_[i].title) +
+               (record ? ": " : ":") + json_value({visible, fields[i].null}, columns_[i].kind);
+    }
+    return out + (record ? "\n}" : "}");
+}
+
+void Sheet::row(const std::vector<Field> &fields, std::string_view status) {
+    const std::string color = style_.color ? color_of(status) : "";
+    std::string out = rows_ == 0 ? marks_of(style_.form).first : marks_of(style_.form).next;
+    ++rows_;
+    if (style_.form == Form::json || style_.form == Form::json_line || style_.form == Form::json_records) {
+        return spool_.add(out + json_row(fields));
+    }
+    out += style_.form == Form::terminal ? color + "\t" : color;
+    for (std::size_t i = 0; i < columns_.size(); ++i) {
+        const std::string text = cell(fields[i], columns_[i]);
+        if (style_.form == Form::records) {
+            out += (output_is_terminal() ? fitted(columns_[i].title, title_width_) : columns_[i].title + "\t") + text +
+                   "\n";
             continue;
         }
         widths_[i] = std::max(widths_[i], width_of(text));
-        out += text + (!last ? "\t" : !color.empty() && style_.form == Form::lines ? std::string(plain) + "\n" : "\n");
+        out += (i == 0 ? "" : "\t") + text;
     }
-    spool_.add(json ? out + "}" : out);
-    ++rows_;
+    if (style_.form != Form::records) {
+        out += style_.form == Form::lines && !color.empty() ? std::string(plain) + "\n" : "\n";
+    }
+    spool_.add(out);
 }
 
-// What does not fit is taken from the last column first, then from other texts; then columns go, from the last but one.
+// Texts are narrowed to what can still be read, then columns go, from the last but one. The room that is left is the
+// texts' again, in the end the last one's. A number or an identifier is never cut: it would be another.
 void Sheet::lay_out(const std::function<void(std::string_view)> &out) {
     const std::size_t room = window().columns;
     std::vector<std::size_t> kept(columns_.size());
@@ -176,27 +197,22 @@ void Sheet::lay_out(const std::function<void(std::string_view)> &out) {
         }
         return sum;
     };
-    const auto narrow = [&](std::size_t i) {
-        const std::size_t least = std::min(widths_[i], narrowest_text);
-        const std::size_t excess = total() > room ? total() - room : 0;
-        widths_[i] = widths_[i] - least > excess ? widths_[i] - excess : least;
-    };
-    narrow(kept.back());
-    for (const std::size_t i : kept) {
-        if (is_text(columns_[i].kind)) {
-            narrow(i);
+    const std::vector<std::size_t> natural = widths_;
+    const auto narrow = [&](std::size_t least) {
+        for (const std::size_t i : kept) {
+            const bool may_be_cut = is_text(columns_[i].kind) && columns_[i].kind != Kind::task;
+            widths_[i] = may_be_cut ? std::min(natural[i], least) : natural[i];
         }
-    }
+    };
+    narrow(narrowest_text);
     while (total() > room && kept.size() > 2) {
         kept.erase(kept.end() - 2);
     }
     if (total() > room) {
-        widths_[kept.back()] -= std::min(widths_[kept.back()] - 1, total() - room);
-        widths_[kept.front()] -= std::min(widths_[kept.front()] - 1, total() > room ? total() - room : 0);
+        narrow(1);
     }
-    // Where a column was narrowed to nothing much and another went, the last takes the room.
-    if (total() < room && columns_[kept.back()].wraps) {
-        widths_[kept.back()] = room - (total() - widths_[kept.back()]);
+    for (const std::size_t i : kept) {
+        widths_[i] = std::min(natural[i], widths_[i] + room - std::min(room, total()));
     }
 
     const auto line = [&](const std::vector<std::string_view> &cells, std::string_view color) {
@@ -250,9 +266,7 @@ void Sheet::finish(const std::function<void(std::string_view)> &out) {
     if (style_.form == Form::terminal) {
         return rows_ == 0 ? out("(none)\n") : lay_out(out);
     }
-    if (style_.form == Form::json) {
-        spool_.add(rows_ == 0 ? "[]\n" : "\n]\n");
-    }
+    spool_.add(rows_ == 0 ? marks_of(style_.form).none : marks_of(style_.form).end);
     spool_.rewind();
     for (std::string_view part = spool_.next(); !part.empty(); part = spool_.next()) {
         out(part);

@@ -27,8 +27,8 @@ struct Shown {
     bool wraps = false; // on a terminal it is shown whole, on several lines
 };
 
-// Records have a line for each column; json_records is the inside of a JSON array.
-enum class Form { terminal, lines, json, records, json_records };
+// Records have a line for each column; json_line is an array without a line end, json_records the inside of an array.
+enum class Form { terminal, lines, json, json_line, records, json_records };
 
 struct Style {
     Form form = Form::lines;
@@ -53,11 +53,13 @@ public:
 
 private:
     std::string cell(const Field &field, const Shown &column) const;
+    std::string json_row(const std::vector<Field> &fields) const;
     void lay_out(const std::function<void(std::string_view)> &out);
 
     std::vector<Shown> columns_;
     Style style_;
     std::vector<std::size_t> widths_;
+    std::size_t title_width_ = 0;
     Spool spool_;
     std::size_t rows_ = 0;
 };

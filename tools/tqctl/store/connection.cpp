@@ -2,6 +2,7 @@
 
 #include "base/output.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -29,12 +30,17 @@ Failure unreachable(const std::string &path, int error) {
 // The path from the root on, whatever symlinks lead to the file's directory.
 std::string full_path(const std::string &path) {
     const std::size_t slash = path.rfind('/');
-    const std::string directory = slash == std::string::npos ? "." : path.substr(0, slash + 1);
+    const std::string directory = slash == std::string::npos ? "." : path.substr(0, std::max<std::size_t>(slash, 1));
+    const std::string name = path.substr(slash == std::string::npos ? 0 : slash + 1);
+    if (name.empty()) {
+        throw Failure(Exit::usage, '"' + path + "\" names no file");
+    }
     const std::unique_ptr<char, decltype(&std::free)> real(realpath(directory.c_str(), nullptr), std::free);
     if (real == nullptr) {
-        throw unreachable(path, errno);
+        throw unreachable("the directory " + directory, errno);
     }
-    return std::string(real.get()) + "/" + path.substr(slash == std::string::npos ? 0 : slash + 1);
+    const std::string parent = real.get();
+    return (parent == "/" ? "" : parent) + "/" + name;
 }
 
 void require_regular_file(const std::string &path) {
@@ -190,6 +196,15 @@ Failure Connection::failure(int code) const {
         return {Exit::failed, path + " has no table " + said.substr(no_table.size()) + " yet; run tqctl init"};
     }
     return {Exit::failed, path + " cannot be used: " + said};
+}
+
+std::string damage_of(const Connection &database) {
+    try {
+        Statement check(database, "PRAGMA quick_check(1)");
+        return check.next() && check.text(0) == "ok" ? "" : database.failure(SQLITE_CORRUPT).what();
+    } catch (const Failure &failure) { // some damage ends the check itself
+        return failure.what();
+    }
 }
 
 Statement::Statement(const Connection &connection, const std::string &text, std::initializer_list<Cell> values)

@@ -66,6 +66,9 @@ private:
     std::unique_ptr<sqlite3, decltype(&sqlite3_close)> handle_;
 };
 
+// What SQLite's quick check finds wrong with a database, said to people; empty for nothing.
+std::string damage_of(const Connection &database);
+
 class Statement {
 public:
     Statement(const Connection &connection, const std::string &text, std::initializer_list<Cell> values = {});

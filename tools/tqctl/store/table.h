@@ -25,12 +25,13 @@ enum class Kind {
     percent, // people see a bar
     seconds, // since 1970; people read the local time, or nothing for 0
     text,
+    task,     // "bt:3"; a text that is never cut
     address,  // a text with addresses, which may hold passwords
     password, // masked unless asked for
 };
 
 constexpr bool is_text(Kind kind) {
-    return kind == Kind::text || kind == Kind::address || kind == Kind::password;
+    return kind >= Kind::text;
 }
 
 // Commands in which a column is an option, called like its title.

@@ -55,7 +55,7 @@ constexpr std::array bt_columns{
     field(BT(task_magnet_link), "magnet", Kind::address),
     field(BT(task_record), "marker", Kind::number),
     computed("kind", Kind::text, "'bt'"),
-    computed("task", Kind::text, "'bt:' || task_id"),
+    computed("task", Kind::task, "'bt:' || task_id"),
     computed("status", Kind::text,
              "CASE WHEN task_record IN (1, 2, 3) THEN 'removing' WHEN task_state = 5 THEN 'finished' "
              "WHEN task_state = 6 THEN 'seeding' WHEN task_state = 7 THEN 'failed' "
@@ -107,7 +107,7 @@ constexpr std::array http_columns{
           "Name of the saved file (default: from the\naddress)"),
     field(HTTP(task_queue_position), "position", Kind::number, on_add | on_set, "Place in the queue", "QUEUE"),
     computed("kind", Kind::text, "'http'"),
-    computed("task", Kind::text, "'http:' || task_id"),
+    computed("task", Kind::task, "'http:' || task_id"),
     computed("status", Kind::text,
              "CASE WHEN task_state = 3 THEN 'finished' WHEN task_state NOT IN (1, 2) OR task_state IS NULL "
              "THEN 'state ' || coalesce(task_state, 'none') "

@@ -76,9 +76,8 @@ Failure refusal(std::int32_t code, const Table &table, std::optional<std::int32_
         if (waited_long) {
             return {Exit::failed, device_database() + " stayed locked by another program; try again"};
         }
-        Statement check(database, "PRAGMA quick_check(1)");
-        if (!check.next() || check.text(0) != "ok") {
-            return database.failure(SQLITE_CORRUPT);
+        if (const std::string damage = damage_of(database); !damage.empty()) {
+            return {Exit::failed, damage};
         }
     } catch (const Failure &failure) {
         return failure;

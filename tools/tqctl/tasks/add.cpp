@@ -1,4 +1,4 @@
-// tqctl add: tasks from magnet links, .torrent files, addresses, or a name.
+// tqctl add: tasks from magnet links, .torrent files, addresses, or an info-hash.
 #include "base/new_file.h"
 #include "formats/magnet.h"
 #include "formats/torrent.h"
@@ -95,15 +95,19 @@ NewTask new_task(const std::string &address, const Given &given) {
         record.set("address", address);
     } else if (magnet) {
         take_magnet(task, address, given);
-    } else if (!address.empty()) {
+    } else if (address.empty()) {
+        if (!is_given(given, "hash")) {
+            throw CLI::ValidationError("add", "needs an address, a .torrent file or --hash");
+        }
+        task.where = "magnet:?xt=urn:btih:" + record.text("hash");
+        take_magnet(task, task.where, given);
+    } else {
         struct stat status {};
         if (stat(address.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) {
             throw CLI::ValidationError("ADDRESS", "that is no magnet link, no http, https, ftp or ftps address and no "
                                                   ".torrent file");
         }
         take_torrent(task, address);
-    } else if (record.text("name").empty()) {
-        throw CLI::ValidationError("add", "needs an address, a .torrent file or --name");
     }
     record.set("state", std::to_string(http ? HTTP_FTP_TASK_STATE_QUEUED : TQ_BT_STATE_QUEUED));
     record.set("start_time", local_time());
@@ -238,10 +242,11 @@ void add(const Options &options, const Given &given) {
 void add_add_command(CLI::App &app) {
     CLI::App *command = app.add_subcommand("add", "Add tasks");
     command->group(task_group);
-    command->footer("A magnet link or a .torrent file makes a BitTorrent task, an http, https, ftp\n"
-                    "or ftps address an HTTP/FTP task; both are queued. Prints each new task's name,\n"
-                    "such as bt:3, and of several what it was made from. Everything is checked before\n"
-                    "the first is added. What is there already is left out, with exit status 1.");
+    command->footer("A magnet link, a .torrent file or --hash alone makes a BitTorrent task, an http,\n"
+                    "https, ftp or ftps address an HTTP/FTP task; both are queued. Prints each new\n"
+                    "task's name, such as bt:3, and of several what it was made from. Everything is\n"
+                    "checked before the first is added. What is there already is left out, with exit\n"
+                    "status 1.");
     const auto options = std::make_shared<Options>();
     command->add_option("ADDRESS", options->addresses, "Magnet links, .torrent files, addresses")->type_name("");
     command->add_option("--input", options->input, "A file with one of these a line; - for standard\ninput")

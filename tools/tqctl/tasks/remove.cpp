@@ -31,9 +31,10 @@ struct Options {
 
 struct Plan {
     Task task;
-    std::string name; // the torrent's, or the address
+    bool data_too = false;
+    std::string name{}; // the torrent's, or the address
     std::int32_t pid = 0;
-    std::vector<korvo::NamedPath> paths; // those with something there
+    std::vector<korvo::NamedPath> paths{}; // those with something there
 };
 
 std::string path_of(const korvo::NamedPath &path) {
@@ -52,14 +53,18 @@ template <class Paths> void take_paths(Plan &plan, const Paths &paths) {
 }
 
 Plan plan_for(const Task &task, bool data_too) {
-    Plan plan{task, {}, 0, {}};
+    Plan plan{task, data_too};
     bool found = false;
     if (task.torrent()) {
         BtTaskRecord record;
         found = bt_db_query_data_by_task_id(task.id, &record) == BTDB_OK;
         if (found) {
             plan.name = record.task_torrent_name;
-            take_paths(plan, korvo::torrent_paths(record, data_too));
+            if (data_too && record.task_total_wanted == 0) {
+                warn(name_of(task) + " has no metadata yet: what has its name is something else and stays");
+                plan.data_too = false;
+            }
+            take_paths(plan, korvo::torrent_paths(record, plan.data_too));
         }
     } else {
         HttpFtpTaskRecord record;
@@ -119,26 +124,27 @@ bool agreed(std::size_t tasks) {
 // ---- Removing ------------------------------------------------------------------------------------------------------
 
 // Asks the daemon to let go of torrents, and waits until it has or it is clear that none runs.
-void release(const std::vector<Task> &tasks, bool data_too) {
-    const std::int32_t marker = data_too ? TQ_MARKER_REMOVE_WITH_DATA : TQ_MARKER_REMOVE;
+void release(const std::vector<Plan> &plans) {
     bool listening = false;
-    for (const Task &task : tasks) {
-        if (task.torrent()) {
+    for (const Plan &plan : plans) {
+        if (plan.task.torrent()) {
+            const std::int32_t id = plan.task.id;
+            const std::int32_t marker = plan.data_too ? TQ_MARKER_REMOVE_WITH_DATA : TQ_MARKER_REMOVE;
             written(
-                "bt_db_update_recode_by_task_id", [&] { return bt_db_update_recode_by_task_id(task.id, marker); },
-                *task.table, task.id);
-            listening |= tell_daemon(TQ_COMMAND_RELEASE, task.id, data_too ? 1 : 0);
+                "bt_db_update_recode_by_task_id", [=] { return bt_db_update_recode_by_task_id(id, marker); },
+                bt_task_table, id);
+            listening |= tell_daemon(TQ_COMMAND_RELEASE, id, plan.data_too ? 1 : 0);
         }
     }
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(TQ_RELEASE_WAIT_SECONDS);
-    const auto held = [&](const Connection &database, const Task &task) {
+    const auto held = [](const Connection &database, const Task &task) {
         return task.torrent() && Statement(database, "SELECT 1 FROM BT_TASK WHERE task_id = ? AND task_record <> ?",
                                            {std::int64_t{task.id}, std::int64_t{TQ_MARKER_RELEASED}})
                                      .next();
     };
     while (listening && std::chrono::steady_clock::now() < end) {
         const Connection database = Connection::read();
-        listening = std::ranges::any_of(tasks, [&](const Task &task) { return held(database, task); });
+        listening = std::ranges::any_of(plans, [&](const Plan &plan) { return held(database, plan.task); });
         std::this_thread::sleep_for(std::chrono::milliseconds(listening ? 100 : 0));
     }
 }
@@ -167,7 +173,7 @@ std::string left_of(const Connection &database, const Plan &plan) {
     return left;
 }
 
-void remove_all(const std::vector<Plan> &plans, bool data_too) {
+void remove_all(const std::vector<Plan> &plans) {
     constexpr std::size_t at_once = 16; // the removal of a torrent takes three seconds
     std::vector<std::future<std::int32_t>> running;
     const auto finish = [&] {
@@ -178,10 +184,10 @@ void remove_all(const std::vector<Plan> &plans, bool data_too) {
     };
     for (const Plan &plan : plans) {
         if (!plan.task.torrent()) { // a downloader sees the process and then the row go, with little time between
-            http_ftp_task_remove(plan.task.id, data_too ? 1 : 0);
+            http_ftp_task_remove(plan.task.id, plan.data_too ? 1 : 0);
             continue;
         }
-        running.push_back(std::async(std::launch::async, bt_task_remove, plan.task.id, data_too ? 1 : 0));
+        running.push_back(std::async(std::launch::async, bt_task_remove, plan.task.id, plan.data_too ? 1 : 0));
         if (running.size() == at_once) {
             finish();
         }
@@ -225,8 +231,8 @@ void remove(const std::vector<Task> &tasks, const Options &options) {
     if (isatty(STDERR_FILENO) != 0 && std::ranges::any_of(tasks, &Task::torrent)) {
         warn("removing; torrents take a few seconds");
     }
-    release(tasks, options.delete_data);
-    remove_all(plans, options.delete_data);
+    release(plans);
+    remove_all(plans);
 }
 
 // The deletes of details do not wait for a lock.
@@ -245,7 +251,11 @@ void delete_rows(const Table &table, std::string_view title, std::int32_t task_i
 
 void forget(const std::vector<Task> &tasks) {
     require_writable();
-    release(tasks, false);
+    std::vector<Plan> plans;
+    for (const Task &task : tasks) {
+        plans.push_back({task});
+    }
+    release(plans);
     for (const Task &task : tasks) {
         if (task.torrent()) {
             delete_rows(file_table, "task", task.id);

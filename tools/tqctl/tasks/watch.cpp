@@ -143,7 +143,6 @@ std::string frame(const Options &options, const Connection &database, const Filt
     const std::size_t rows = sheet.rows();
     sheet.finish([&](std::string_view part) { text += part; });
     if (options.list.json()) {
-        std::erase(text, '\n'); // between the tasks; in texts they are escaped
         return R"({"time":")" + local_time() + R"(","tasks":)" + text + R"(,"sum":{"tasks":)" +
                std::to_string(sums.rows) + R"(,"download_rate":)" + std::to_string(sums.down) + R"(,"upload_rate":)" +
                std::to_string(sums.up) + "}}\n";
@@ -235,6 +234,7 @@ void add_watch_command(CLI::App &app) {
     add_number(
         *command, "--rounds", "End after this many", [options](std::int32_t n) { options->rounds = n; }, 1);
     options->list.add_options(*command);
+    options->list.put_json_in_one_line();
     const auto path = add_database(*command);
     command->callback([=] {
         options->path = *path;
