@@ -134,6 +134,19 @@ void require_known_help(const CLI::App &app, const std::vector<std::string> &wor
     }
 }
 
+void add_commands(CLI::App &app, const char *group, std::initializer_list<void (*)(CLI::App &)> adders) {
+    for (const auto add : adders) {
+        add(app);
+    }
+    for (CLI::App *command :
+         app.get_subcommands([&](CLI::App *each) { return each->get_group() == app.get_group(); })) {
+        command->group(group);
+        if (!names_of_commands(*command).empty()) {
+            command->require_subcommand(1);
+        }
+    }
+}
+
 void run(const std::vector<std::string> &given) {
     CLI::App app{"Looks after a download manager's database.", "tqctl"};
     app.get_formatter()->column_width(26);
@@ -143,19 +156,13 @@ void run(const std::vector<std::string> &given) {
     app.require_subcommand(1);
     app.set_version_flag("--version", std::string("tqctl " TQCTL_VERSION " (SQLite ") + sqlite3_libversion() + ")",
                          "Print the version");
-    add_add_command(app);
-    add_list_commands(app);
-    add_watch_command(app);
-    add_change_commands(app);
-    add_files_command(app);
-    add_remove_commands(app);
-    add_row_commands(app);
-    add_init_command(app);
-    add_doctor_command(app);
-    add_transfer_commands(app);
-    add_msg_commands(app);
-    add_schedule_commands(app);
-    add_notify_commands(app);
+    app.group("Commands"); // and so of all that follow, until they are sorted
+    add_commands(app, "Tasks",
+                 {add_add_command, add_list_commands, add_watch_command, add_change_commands, add_files_command,
+                  add_remove_commands});
+    add_commands(app, "Torrents, feeds and accounts", {add_row_commands});
+    add_commands(app, "Database", {add_init_command, add_doctor_command, add_transfer_commands});
+    add_commands(app, "Settings and messages", {add_msg_commands, add_schedule_commands, add_notify_commands});
     app.footer(exit_statuses); // last: commands added before it do not inherit it
 
     std::vector<std::string> words = arguments(given);

@@ -72,35 +72,14 @@ void append_hex(std::string &out, std::uint32_t value, unsigned digits) {
 }
 
 void append_byte(std::string &out, char byte) {
-    switch (byte) {
-    case '\n':
-        out += "\\n";
-        return;
-    case '\r':
-        out += "\\r";
-        return;
-    case '\t':
-        out += "\\t";
-        return;
-    case '\\':
-        out += "\\\\";
-        return;
-    default:
+    constexpr std::string_view bytes = "\n\r\t\\";
+    if (const std::size_t known = bytes.find(byte); known != std::string_view::npos) {
+        out += '\\';
+        out += "nrt\\"[known];
+    } else {
         out += "\\x";
         append_hex(out, static_cast<unsigned char>(byte), 2);
     }
-}
-
-// The byte that an escape (%XX) at the start of a text stands for, or -1.
-int escaped_byte(std::string_view text) {
-    constexpr std::string_view digits = "0123456789abcdef";
-    if (text.size() < 3 || text[0] != '%') {
-        return -1;
-    }
-    const std::string both = lower(text.substr(1, 2));
-    const std::size_t high = digits.find(both[0]);
-    const std::size_t low = digits.find(both[1]);
-    return high == std::string_view::npos || low == std::string_view::npos ? -1 : static_cast<int>(high * 16 + low);
 }
 
 bool ends_address(char c) {
@@ -158,10 +137,10 @@ std::string without_passwords(std::string_view text, std::string_view instead) {
     std::string meant;
     std::vector<std::size_t> starts;
     for (std::size_t at = 0; at < text.size();) {
-        const int escape = escaped_byte(text.substr(at));
+        const auto escape = escaped_byte(text.substr(at));
         starts.push_back(at);
-        meant += escape >= 0 ? static_cast<char>(escape) : text[at];
-        at += escape >= 0 ? 3 : 1;
+        meant += escape.value_or(text[at]);
+        at += escape ? 3 : 1;
     }
     starts.push_back(text.size());
     const bool magnet = lower(text.substr(0, 7)) == "magnet:";
@@ -257,6 +236,18 @@ std::vector<std::string_view> split(std::string_view text, char separator) {
         text.remove_prefix(end == std::string_view::npos ? 0 : end + 1);
     }
     return parts;
+}
+
+std::optional<char> hex_byte(std::string_view digits) {
+    constexpr std::string_view known = "0123456789abcdef";
+    const std::string both = lower(digits);
+    const std::size_t high = both.size() == 2 ? known.find(both[0]) : known.npos;
+    const std::size_t low = both.size() == 2 ? known.find(both[1]) : known.npos;
+    return high != known.npos && low != known.npos ? std::optional(static_cast<char>(high * 16 + low)) : std::nullopt;
+}
+
+std::optional<char> escaped_byte(std::string_view text) {
+    return text.starts_with('%') ? hex_byte(text.substr(1, 2)) : std::nullopt;
 }
 
 std::string octal(unsigned mode) {

@@ -3,8 +3,10 @@
 #ifndef KORVO_TQCTL_BASE_TEXT_H
 #define KORVO_TQCTL_BASE_TEXT_H
 
+#include <charconv>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -42,6 +44,19 @@ std::string lower(std::string_view text);
 
 // The parts between separators; one empty part for the empty text.
 std::vector<std::string_view> split(std::string_view text, char separator);
+
+// A whole text as a decimal number.
+template <class Number> std::optional<Number> number_in(std::string_view text) {
+    Number number{};
+    const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    return error == std::errc() && stop == text.data() + text.size() ? std::optional(number) : std::nullopt;
+}
+
+// The byte that two hexadecimal digits stand for.
+std::optional<char> hex_byte(std::string_view digits);
+
+// The byte that an escape (%XX) at the start of a text stands for.
+std::optional<char> escaped_byte(std::string_view text);
 
 // The bits of a file's or a queue's mode, in four digits.
 std::string octal(unsigned mode);

@@ -6,9 +6,6 @@
 
 namespace tqctl {
 
-constexpr const char *database_group = "Database";
-constexpr const char *settings_group = "Settings and messages";
-
 void add_init_command(CLI::App &app);
 void add_doctor_command(CLI::App &app);
 void add_transfer_commands(CLI::App &app); // backup, export, import

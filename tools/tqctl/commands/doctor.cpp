@@ -420,7 +420,6 @@ void doctor(const Options &options) {
 
 void add_doctor_command(CLI::App &app) {
     CLI::App *command = app.add_subcommand("doctor", "Look for what is wrong with the database");
-    command->group(database_group);
     command->footer("Exit status 1 when there is a \"fault\". Looks at the file and what\n"
                     "was left beside it, its tables, indexes and rows, the modes of what surrounds\n"
                     "it, processes that are gone and the message queue. Changes nothing without\n"

@@ -33,7 +33,6 @@ void init() {
 
 void add_init_command(CLI::App &app) {
     CLI::App *command = app.add_subcommand("init", "Create the database and its tables");
-    command->group(database_group);
     command->footer("Says for each table whether it was created or is there already. Rows are never\n"
                     "touched. Other users of the device get no access to a new file.");
     command->callback(init);

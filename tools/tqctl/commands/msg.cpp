@@ -211,13 +211,10 @@ void add_status(CLI::App &msg) {
 
 void add_msg_commands(CLI::App &app) {
     CLI::App *msg = app.add_subcommand("msg", "Messages to the torrent daemon");
-    msg->group("Commands");
-    msg->require_subcommand(1);
     add_send(*msg);
     add_get(*msg);
     add_clean(*msg);
     add_status(*msg);
-    msg->group(settings_group);
 }
 
 } // namespace tqctl

@@ -73,8 +73,6 @@ void send(const std::string &message) {
 
 void add_notify_commands(CLI::App &app) {
     CLI::App *notify = app.add_subcommand("notify", "Alert mails and other notifications");
-    notify->group("Commands");
-    notify->require_subcommand(1);
     CLI::App *show_command = notify->add_subcommand("show", "Show the switches");
     show_command->callback(show);
 
@@ -90,7 +88,6 @@ void add_notify_commands(CLI::App &app) {
     const auto message = std::make_shared<std::string>();
     send_command->add_option("MESSAGE", *message, "What it says")->required();
     send_command->callback([message] { send(*message); });
-    notify->group(settings_group);
 }
 
 } // namespace tqctl

@@ -214,8 +214,6 @@ void now() {
 
 void add_schedule_commands(CLI::App &app) {
     CLI::App *schedule = app.add_subcommand("schedule", "The hours of the week in which to download");
-    schedule->group("Commands");
-    schedule->require_subcommand(1);
     CLI::App *show_command = schedule->add_subcommand("show", "Show the week");
     const auto json = std::make_shared<bool>(false);
     show_command->add_flag("--json", *json, "A JSON object");
@@ -224,7 +222,6 @@ void add_schedule_commands(CLI::App &app) {
     CLI::App *now_command = schedule->add_subcommand("now", "Print the character of the current hour");
     now_command->footer("2 while the schedule is off.");
     now_command->callback(now);
-    schedule->group(settings_group);
 }
 
 } // namespace tqctl

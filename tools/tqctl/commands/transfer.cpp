@@ -66,7 +66,6 @@ namespace {
 
 void add_backup(CLI::App &app) {
     CLI::App *command = app.add_subcommand("backup", "Copy the database to a file, while others use it");
-    command->group(database_group);
     command->footer("FILE must not be there yet. It holds every password and is readable by its owner\n"
                     "alone; it is there whole or not at all. To restore it, copy it back while no\n"
                     "program uses the database. Other commands read it with --db FILE.");
@@ -150,7 +149,6 @@ void write_export(const std::string &path, bool show_passwords) {
 
 void add_export(CLI::App &app) {
     CLI::App *command = app.add_subcommand("export", "Write every row as JSON to standard output");
-    command->group(database_group);
     command->footer("One moment of the database, exactly as it is. Passwords are left out, those in\n"
                     "addresses too, unless asked for; mind then who can read the output.");
     const auto show_passwords = std::make_shared<bool>(false);
@@ -322,7 +320,6 @@ void import(const Options &options) {
 
 void add_import(CLI::App &app) {
     CLI::App *command = app.add_subcommand("import", "Read an export into an empty database");
-    command->group(database_group);
     command->footer("All or nothing. Makes the database, and tables that it has not.");
     const auto options = std::make_shared<Options>();
     command->add_option("FILE", options->path, "The export; - for standard input")->required();

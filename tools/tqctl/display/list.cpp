@@ -86,6 +86,11 @@ void bind_all(Statement &statement, const std::vector<Part> &parts) {
 
 } // namespace
 
+std::string in_words(const Sums &sums) {
+    return std::to_string(sums.rows) + (sums.rows == 1 ? " task, down " : " tasks, down ") + human_bytes(sums.down) +
+           "/s, up " + human_bytes(sums.up) + "/s";
+}
+
 Defaults defaults_of(const Table &table) {
     return {table.for_programs, table.for_people, table.order};
 }
@@ -97,14 +102,21 @@ void List::add_options(CLI::App &command, bool with_pages) {
     command.add_option_function<std::string>("--columns", take_columns, "Only these columns, in this order")
         ->type_name("NAME,...");
     if (with_pages) {
-        add_number(
-            command, "--page", "Only this page, from 1", [this](std::int32_t n) { page_ = n; }, 1);
-        add_number(
-            command, "--per-page", "Rows on a page (default: 20)", [this](std::int32_t n) { per_page_ = n; }, 1);
+        add_number(command, "--page", "Only this page, from 1", page_, 1);
+        add_number(command, "--per-page", "Rows on a page (default: 20)", per_page_, 1);
     }
-    CLI::Option *human = command.add_flag("--human", human_, "Amounts as people read them, as on a terminal");
+    add_human(command);
     add_form_options(command);
-    command.get_option("--json")->excludes(human);
+    command.get_option("--json")->excludes(command.get_option("--human"));
+}
+
+void List::add_human(CLI::App &command) {
+    command.add_flag("--human", human_, "Amounts as people read them, as on a terminal");
+}
+
+void List::add_record_options(CLI::App &command) {
+    add_human(command);
+    command.add_flag("--json", json_, "JSON: an array of objects")->excludes(command.get_option("--human"));
 }
 
 void List::add_form_options(CLI::App &command) {
@@ -197,8 +209,10 @@ void List::print(const Connection &database, const std::vector<Part> &parts, con
     sheet(database, parts, defaults).print();
 }
 
-void print_records(const Connection &database, const std::vector<Part> &parts, const Style &style) {
-    const bool json = style.form == Form::json_records;
+void List::print_records(const Connection &database, const std::vector<Part> &parts) const {
+    const bool json = json_;
+    const bool for_people = human_ || (output_is_terminal() && !json);
+    const Style style{json ? Form::json_records : Form::records, true, false, for_people, passwords_};
     Spool spool;
     std::string between = json ? "[\n" : "";
     for (const Part &part : parts) {

@@ -35,16 +35,17 @@ struct Sums {
     std::int64_t down = 0;
     std::int64_t up = 0;
 };
+std::string in_words(const Sums &sums);
 
 class List {
 public:
     void add_options(CLI::App &command, bool with_pages = true);
     void add_form_options(CLI::App &command); // the last of them: how it looks
+    void add_record_options(CLI::App &command);
     void add_show_passwords(CLI::App &command);
 
-    bool json() const { return json_; }
     void put_json_in_one_line() { json_form_ = Form::json_line; }
-    bool human() const { return human_; }
+    bool json() const { return json_; }
 
     // Which form the options and the reader of standard output want.
     Style style() const;
@@ -56,7 +57,12 @@ public:
     Sheet sheet(const Connection &database, const std::vector<Part> &parts, const Defaults &defaults,
                 std::optional<std::size_t> most = {}, Sums *sums = nullptr) const;
 
+    // Every column of rows under its own name, those of other programs too.
+    void print_records(const Connection &database, const std::vector<Part> &parts) const;
+
 private:
+    void add_human(CLI::App &command);
+
     std::string sort_;
     std::vector<std::string> columns_;
     std::optional<std::int32_t> page_;
@@ -69,9 +75,6 @@ private:
     bool passwords_ = false;
     Color color_ = Color::automatic;
 };
-
-// Every column of rows under its own name, those of other programs too.
-void print_records(const Connection &database, const std::vector<Part> &parts, const Style &style);
 
 } // namespace tqctl
 

@@ -1,7 +1,6 @@
 #include "display/sheet.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 #include <nlohmann/json.hpp>
 #include <numeric>
@@ -18,12 +17,6 @@ constexpr const char *green = "\033[32m";
 constexpr const char *yellow = "\033[33m";
 constexpr const char *plain = "\033[0m";
 constexpr std::size_t narrowest_text = 12;
-
-template <typename Number> std::optional<Number> number_in(std::string_view text) {
-    Number number{};
-    const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    return error == std::errc() && stop == text.data() + text.size() ? std::optional(number) : std::nullopt;
-}
 
 const char *color_of(std::string_view status) {
     const auto starts = [=](std::string_view word) { return status.starts_with(word); };

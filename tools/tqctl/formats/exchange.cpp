@@ -36,12 +36,8 @@ std::string bytes_of(const Json &json, const std::string &where) {
     std::string out;
     out.reserve(text.size() / 2);
     for (std::size_t at = 0; at < text.size(); at += 2) {
-        const std::size_t high = hex_digits.find(text[at]);
-        const std::size_t low = hex_digits.find(text[at + 1]);
-        if (high == std::string_view::npos || low == std::string_view::npos) {
-            throw FormatError(where + " is no even number of hexadecimal digits");
-        }
-        out += static_cast<char>(high * 16 + low);
+        const auto byte = hex_byte(std::string_view(text).substr(at, 2));
+        out += byte ? *byte : throw FormatError(where + " is no even number of hexadecimal digits");
     }
     return out;
 }

@@ -1,26 +1,12 @@
 #include "formats/magnet.h"
 
+#include "base/text.h"
+
 #include <algorithm>
 #include <cstddef>
 
 namespace tqctl {
 namespace {
-
-// Independent of the locale.
-char lower(char c) {
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-}
-
-bool starts_with_any_case(std::string_view text, std::string_view lower_case_start) {
-    return text.size() >= lower_case_start.size() &&
-           std::equal(lower_case_start.begin(), lower_case_start.end(), text.begin(),
-                      [](char wanted, char found) { return wanted == lower(found); });
-}
-
-// The value of one digit in a lower-case alphabet, or npos.
-std::size_t digit(char c, std::string_view alphabet) {
-    return alphabet.find(lower(c));
-}
 
 constexpr std::string_view hex_digits = "0123456789abcdef";
 constexpr std::string_view base32_digits = "abcdefghijklmnopqrstuvwxyz234567";
@@ -28,17 +14,10 @@ constexpr std::string_view base32_digits = "abcdefghijklmnopqrstuvwxyz234567";
 // A percent sign that two hexadecimal digits do not follow stands for itself.
 std::string percent_decoded(std::string_view text) {
     std::string out;
-    for (std::size_t at = 0; at < text.size(); ++at) {
-        if (text[at] == '%' && at + 2 < text.size()) {
-            const std::size_t high = digit(text[at + 1], hex_digits);
-            const std::size_t low = digit(text[at + 2], hex_digits);
-            if (high != std::string_view::npos && low != std::string_view::npos) {
-                out += static_cast<char>(high * 16 + low);
-                at += 2;
-                continue;
-            }
-        }
-        out += text[at] == '+' ? ' ' : text[at];
+    while (!text.empty()) {
+        const auto escape = escaped_byte(text);
+        out += escape.value_or(text[0] == '+' ? ' ' : text[0]);
+        text.remove_prefix(escape ? 3 : 1);
     }
     return out;
 }
@@ -58,8 +37,8 @@ std::optional<std::string> info_hash(std::string_view text) {
     std::string hash;
     std::size_t bits = 0;
     unsigned waiting = 0;
-    for (const char c : text) {
-        const std::size_t value = digit(c, base32 ? base32_digits : hex_digits);
+    for (const char c : lower(text)) {
+        const std::size_t value = (base32 ? base32_digits : hex_digits).find(c);
         if (value == std::string_view::npos) {
             return std::nullopt;
         }
@@ -77,7 +56,7 @@ std::optional<std::string> info_hash(std::string_view text) {
 MagnetReading read_magnet(std::string_view link) {
     constexpr std::string_view scheme = "magnet:?";
     constexpr std::string_view urn = "urn:btih:";
-    if (!starts_with_any_case(link, scheme)) {
+    if (!lower(link.substr(0, scheme.size())).starts_with(scheme)) {
         return {{}, "not a magnet link: it does not begin with \"magnet:?\""};
     }
     link.remove_prefix(scheme.size());
@@ -94,7 +73,7 @@ MagnetReading read_magnet(std::string_view link) {
         }
         const std::string_view key = parameter.substr(0, equals);
         const std::string value = percent_decoded(parameter.substr(equals + 1));
-        if (is_topic(key) && magnet.hash.empty() && starts_with_any_case(value, urn)) {
+        if (is_topic(key) && magnet.hash.empty() && lower(value).starts_with(urn)) {
             const auto hash = info_hash(std::string_view(value).substr(urn.size()));
             malformed_hash = !hash;
             magnet.hash = hash.value_or("");

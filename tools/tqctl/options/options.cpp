@@ -1,26 +1,23 @@
 #include "options/options.h"
 
 #include <algorithm>
-#include <charconv>
 #include <limits>
 
 namespace tqctl {
 
 std::int64_t read_number(const std::string &option, const std::string &text, std::int64_t least, std::int64_t most) {
-    std::int64_t number = 0;
-    const char *end = text.data() + text.size();
-    const auto [stop, error] = std::from_chars(text.data(), end, number);
-    if (error != std::errc() || stop != end || number < least || number > most) {
+    const auto number = number_in<std::int64_t>(text);
+    if (!number || *number < least || *number > most) {
         throw CLI::ValidationError(option, "\"" + text + "\" is not a number from " + std::to_string(least) + " to " +
                                                std::to_string(most));
     }
-    return number;
+    return *number;
 }
 
 CLI::Option *add_number(CLI::App &command, const std::string &name, const std::string &help,
-                        std::function<void(std::int32_t)> take, std::int32_t least) {
-    const auto read = [name, least, take = std::move(take)](const std::string &text) {
-        take(static_cast<std::int32_t>(read_number(name, text, least, std::numeric_limits<std::int32_t>::max())));
+                        std::optional<std::int32_t> &to, std::int32_t least) {
+    const auto read = [=, &to](const std::string &text) {
+        to = static_cast<std::int32_t>(read_number(name, text, least, std::numeric_limits<std::int32_t>::max()));
     };
     return command.add_option_function<std::string>(name, read, help)->type_name("N");
 }

@@ -24,7 +24,7 @@ std::int64_t read_number(const std::string &option, const std::string &text, std
 // An option (or, named without dashes, an argument) that takes one decimal number from `least` on. CLI11 by itself
 // would read "010" as eight.
 CLI::Option *add_number(CLI::App &command, const std::string &name, const std::string &help,
-                        std::function<void(std::int32_t)> take, std::int32_t least);
+                        std::optional<std::int32_t> &to, std::int32_t least);
 
 // An option that takes one of some words.
 CLI::Option *add_choice(CLI::App &command, const std::string &name, const std::string &help,

@@ -7,8 +7,6 @@
 namespace tqctl {
 namespace {
 
-constexpr const char *row_group = "Torrents, feeds and accounts";
-
 std::string title_of(const Table &table, bool several = true) {
     return std::string(table.title) + (several ? "s" : "");
 }
@@ -171,16 +169,8 @@ void add_remove(CLI::App &parent, const Table &table) {
     });
 }
 
-CLI::App *add_group(CLI::App &app, const char *name, const char *help) {
-    CLI::App *group = app.add_subcommand(name, help);
-    group->group("Commands");
-    group->require_subcommand(1);
-    return group;
-}
-
 void add_info(CLI::App &app) {
     CLI::App *command = app.add_subcommand("info", "List the metadata of a torrent");
-    command->group(row_group);
     command->footer("A line for each program that has written some. A terminal shows the most telling\n"
                     "columns; --columns and --json show the others.");
     const auto words = add_tasks(*command, &bt_task_table);
@@ -202,9 +192,9 @@ void add_info(CLI::App &app) {
 
 void add_row_commands(CLI::App &app) {
     add_info(app);
-    add_list(app, "session", session_table, "List the session totals")->group(row_group);
+    add_list(app, "session", session_table, "List the session totals");
 
-    CLI::App *rss = add_group(app, "rss", "Feeds and their items");
+    CLI::App *rss = app.add_subcommand("rss", "Feeds and their items");
     add_list(*rss, "feeds", rss_table, "List the feeds that there are items of",
              {nullptr, "rss_id IN (SELECT min(rss_id) FROM BT_RSS GROUP BY rss_user_def_title, rss_url)", {}},
              Defaults{"url feed", "url feed", "url, id"});
@@ -215,14 +205,12 @@ void add_row_commands(CLI::App &app) {
 
     for (const auto &[name, help, table] : {std::tuple{"job", "Download jobs that watch feeds", &job_table},
                                             std::tuple{"account", "Login accounts per host", &account_table}}) {
-        CLI::App *group = add_group(app, name, help);
+        CLI::App *group = app.add_subcommand(name, help);
         add_list(*group, "list", *table, ("List " + title_of(*table)).c_str())->alias("ls");
         add_add(*group, *table);
         add_set(*group, *table, "set", "Change " + title_of(*table));
         add_remove(*group, *table);
-        group->group(row_group);
     }
-    rss->group(row_group);
 }
 
 } // namespace tqctl

@@ -65,12 +65,12 @@ struct Table {
     std::string_view name;
     std::string_view title; // of one row
     std::span<const Column> columns;
-    std::span<const Index> indexes;
+    std::span<const Index> indexes{};
     std::string_view for_programs; // titles that lists show unless told otherwise
     std::string_view for_people;
     std::string_view order;
     std::size_t record_size;
-    std::string_view task_column; // names the BitTorrent task that a row belongs to
+    std::string_view task_column{}; // names the BitTorrent task that a row belongs to
     Call<std::int32_t()> create;
     Call<std::int32_t(const void *record)> add{};
     bool add_returns_id = false;

@@ -266,7 +266,6 @@ const Table bt_task_table{
     .for_people = "task status percent wanted download_rate upload_rate time_left peers position name",
     .order = "position, id",
     .record_size = sizeof(BtTaskRecord),
-    .task_column = {},
     .create = {KORVO_CALL(bt_db_create_tbl_task)},
     .add = {"bt_db_add_task",
             [](const void *record) {
@@ -275,7 +274,6 @@ const Table bt_task_table{
             }},
     .add_returns_id = true,
     .set = {"bt_db_update_task", set_bt_field},
-    .update = {},
     .remove = {KORVO_CALL(bt_db_del_task)},
 };
 
@@ -283,12 +281,10 @@ const Table session_table{
     .name = "BT_SESSION",
     .title = "session",
     .columns = session_columns,
-    .indexes = {},
     .for_programs = "id downloaded uploaded download_rate upload_rate pause",
     .for_people = "id downloaded uploaded download_rate upload_rate pause",
     .order = "id",
     .record_size = sizeof(BtSessionRecord),
-    .task_column = {},
     .create = {KORVO_CALL(bt_db_create_tbl_session)},
 };
 
@@ -301,12 +297,10 @@ const Table http_task_table{
     .for_people = "task status percent wanted download_rate time_left position name",
     .order = "id",
     .record_size = sizeof(HttpFtpTaskRecord),
-    .task_column = {},
     .create = {KORVO_CALL(http_ftp_db_create_tbl_task)},
     .add = {KORVO_RECORD_CALL(http_ftp_db_add_task, HttpFtpTaskRecord)},
     .add_returns_id = true,
     .set = {KORVO_CALL(http_ftp_db_update_task_field_by_id)},
-    .update = {},
     .remove = {KORVO_CALL(http_ftp_db_del_task)},
 };
 
@@ -322,9 +316,6 @@ const Table file_table{
     .task_column = "fdata_task_id",
     .create = {KORVO_CALL(bt_fdata_create_tbl)},
     .add = {KORVO_RECORD_CALL(bt_fdata_add, BtFileDataRecord)},
-    .add_returns_id = false,
-    .set = {},
-    .update = {},
     .remove = {KORVO_CALL(bt_fdata_del)},
 };
 
@@ -341,9 +332,6 @@ const Table info_table{
     .task_column = "infodata_task_id",
     .create = {KORVO_CALL(bt_infodata_create_tbl)},
     .add = {KORVO_RECORD_CALL(bt_infodata_add, BtInfoDataRecord)},
-    .add_returns_id = false,
-    .set = {},
-    .update = {},
     .remove = {KORVO_CALL(bt_infodata_del)},
 };
 
@@ -356,12 +344,10 @@ const Table rss_table{
     .for_people = "id downloaded keyword feed title",
     .order = "id",
     .record_size = sizeof(BtRssRecord),
-    .task_column = {},
     .create = {KORVO_CALL(bt_rss_create_tbl)},
     .add = {KORVO_RECORD_CALL(bt_rss_add, BtRssRecord)},
     .add_returns_id = true,
     .set = {KORVO_CALL(bt_rss_update_field_by_id)},
-    .update = {},
     .remove = {KORVO_CALL(bt_rss_del)},
 };
 
@@ -374,12 +360,10 @@ const Table job_table{
     .for_people = "id quality interval last_check episodes filter exclude name",
     .order = "id",
     .record_size = sizeof(BtRssJobRecord),
-    .task_column = {},
     .create = {KORVO_CALL(bt_rss_job_create_tbl)},
     .add = {KORVO_RECORD_CALL(bt_rss_job_add, BtRssJobRecord)},
     .add_returns_id = true,
     .set = {KORVO_CALL(bt_rss_job_update_field_by_id)},
-    .update = {},
     .remove = {KORVO_CALL(bt_rss_job_del)},
 };
 
@@ -392,11 +376,8 @@ const Table account_table{
     .for_people = "id enable host user password",
     .order = "id",
     .record_size = sizeof(BtAccountRecord),
-    .task_column = {},
     .create = {KORVO_CALL(bt_account_create_tbl)},
     .add = {KORVO_RECORD_CALL(bt_account_add, BtAccountRecord)},
-    .add_returns_id = false,
-    .set = {},
     .update = {"bt_account_update",
                [](const void *record, std::int32_t id) {
                    return bt_account_update(static_cast<const BtAccountRecord *>(record), id);

@@ -2,40 +2,28 @@
 
 #include "base/text.h"
 
-#include <charconv>
+#include <algorithm>
+#include <array>
 #include <chrono>
-#include <cmath>
 #include <cstring>
-#include <limits>
 
 namespace tqctl {
 namespace {
 
-constexpr std::string_view name_of(std::int32_t code) {
-    switch (code) {
-    case BTDB_ERR_PARAM:
-        return "BTDB_ERR_PARAM";
-    case BTDB_ERR_NULL:
-        return "BTDB_ERR_NULL";
-    case BTDB_ERR_OPEN:
-        return "BTDB_ERR_OPEN";
-    case BTDB_ERR_TABLE:
-        return "BTDB_ERR_TABLE";
-    case BTDB_ERR_FLUSH:
-        return "BTDB_ERR_FLUSH";
-    case BTDB_ERR_INSERT:
-        return "BTDB_ERR_INSERT";
-    case BTDB_ERR_QUERY:
-        return "BTDB_ERR_QUERY";
-    case BTDB_ERR_DELETE:
-        return "BTDB_ERR_DELETE";
-    case BTDB_ERR_UPDATE:
-        return "BTDB_ERR_UPDATE";
-    case BTDB_ERR_NO_TASK:
-        return "BTDB_ERR_NO_TASK";
-    default:
-        return "code";
+std::string name_of(std::int32_t code) {
+#define KORVO_CODE(name)                                                                                               \
+    std::pair {                                                                                                        \
+        name, #name                                                                                                    \
     }
+    constexpr std::array codes{
+        KORVO_CODE(BTDB_ERR_PARAM),   KORVO_CODE(BTDB_ERR_NULL),   KORVO_CODE(BTDB_ERR_OPEN),
+        KORVO_CODE(BTDB_ERR_TABLE),   KORVO_CODE(BTDB_ERR_FLUSH),  KORVO_CODE(BTDB_ERR_INSERT),
+        KORVO_CODE(BTDB_ERR_QUERY),   KORVO_CODE(BTDB_ERR_DELETE), KORVO_CODE(BTDB_ERR_UPDATE),
+        KORVO_CODE(BTDB_ERR_NO_TASK),
+    };
+#undef KORVO_CODE
+    const auto found = std::ranges::find(codes, code, [](const auto &each) { return each.first; });
+    return found != codes.end() ? found->second : "code";
 }
 
 // A write that is taken back. The new table never leaves the cache but for the journal beside the file, which shows
@@ -48,14 +36,10 @@ void try_to_write(const Patience &patience) {
 }
 
 template <class Number> Number number_of(const std::string &text, const std::string &option) {
-    Number number{};
-    const char *end = text.data() + text.size();
-    const auto [stop, error] = std::from_chars(text.data(), end, number);
-    if (error != std::errc() || stop != end) {
-        throw Failure(Exit::usage,
-                      option + ": that is no whole number of " + std::to_string(sizeof number * 8) + " bits");
-    }
-    return number;
+    const auto number = number_in<Number>(text);
+    return number ? *number
+                  : throw Failure(Exit::usage, option + ": that is no whole number of " +
+                                                   std::to_string(sizeof *number * 8) + " bits");
 }
 
 Failure refusal(std::int32_t code, const Table &table, std::optional<std::int32_t> id, bool waited_long) {
@@ -126,7 +110,7 @@ std::int32_t written(const char *call, const std::function<std::int32_t()> &writ
     }
     const bool waited_long = std::chrono::steady_clock::now() - start > nearly_the_librarys_patience;
     const Failure reason = refusal(result, table, id, waited_long);
-    throw Failure(reason.exit(), std::string(reason.what()) + " (" + call + ": " + std::string(name_of(result)) + ", " +
+    throw Failure(reason.exit(), std::string(reason.what()) + " (" + call + ": " + name_of(result) + ", " +
                                      std::to_string(result) + ")");
 }
 

@@ -241,7 +241,6 @@ void add(const Options &options, const Given &given) {
 
 void add_add_command(CLI::App &app) {
     CLI::App *command = app.add_subcommand("add", "Add tasks");
-    command->group(task_group);
     command->footer("A magnet link, a .torrent file or --hash alone makes a BitTorrent task, an http,\n"
                     "https, ftp or ftps address an HTTP/FTP task; both are queued. Prints each new\n"
                     "task's name, such as bt:3, and of several what it was made from. Everything is\n"

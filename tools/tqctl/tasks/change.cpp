@@ -50,7 +50,6 @@ void set(const TaskWords &words, const Given &given) {
 
 void add_set(CLI::App &app) {
     CLI::App *command = app.add_subcommand("set", "Change single fields of tasks");
-    command->group(task_group);
     const auto words = add_tasks(*command);
     const auto given = add_fields(*command, {&bt_task_table, &http_task_table}, on_set);
     command->callback([=] { set(*words, *given); });
@@ -95,7 +94,6 @@ void set_paused(const Task &task, bool paused) {
 
 void add_pause(CLI::App &app, const char *name, const char *help, bool paused) {
     CLI::App *command = app.add_subcommand(name, help);
-    command->group(task_group);
     command->footer(std::string("A BitTorrent task is ") + (paused ? "paused" : "resumed") +
                     " by its daemon, which is asked for up to five\nseconds; an HTTP/FTP task at once" +
                     (paused ? "." : ", and one that failed is tried again."));
@@ -137,7 +135,6 @@ void recover() {
 
 void add_recover(CLI::App &app) {
     CLI::App *command = app.add_subcommand("recover", "Put HTTP/FTP tasks in order after their daemon died");
-    command->group(task_group);
     command->footer("For when no downloader runs: no task has a process any more, running ones are\n"
                     "queued again, rates are 0.");
     command->callback(recover);

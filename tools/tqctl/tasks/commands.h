@@ -6,8 +6,6 @@
 
 namespace tqctl {
 
-constexpr const char *task_group = "Tasks";
-
 void add_add_command(CLI::App &app);
 void add_list_commands(CLI::App &app);   // list, show, count
 void add_change_commands(CLI::App &app); // set, pause, resume, recover

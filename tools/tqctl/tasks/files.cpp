@@ -68,7 +68,6 @@ void add_choice_of_files(CLI::App &command, const char *name, const char *help, 
 
 void add_files_command(CLI::App &app) {
     CLI::App *command = app.add_subcommand("files", "List a torrent's files, or choose among them");
-    command->group(task_group);
     command->footer("--want and --skip take indexes from the list: 3, 0-7, 1,4, all. A file may be\n"
                     "listed several times, under different commands of the daemon's.");
     const auto options = std::make_shared<Options>();

@@ -275,7 +275,6 @@ std::shared_ptr<Options> add_options(CLI::App &command) {
 void add_remove(CLI::App &app) {
     CLI::App *command = app.add_subcommand("remove", "Remove tasks with their files");
     command->alias("rm");
-    command->group(task_group);
     command->footer("Removes the row, the process of an HTTP/FTP task, a torrent's own files, and\n"
                     "what was downloaded only with --delete-data. A torrent's daemon is asked to let\n"
                     "go first; torrents take three seconds and more. Exit status 1: something stayed.");
@@ -287,10 +286,9 @@ void add_remove(CLI::App &app) {
 
 void add_clear(CLI::App &app) {
     CLI::App *command = app.add_subcommand("clear", "Remove finished tasks; what they downloaded stays");
-    command->group(task_group);
     command->footer("Seeding torrents are finished too. A torrent's own files go as with remove.");
     const auto kind = std::make_shared<const Table *>(nullptr);
-    add_kind(*command, [kind](const Table *only) { *kind = only; });
+    add_kind(*command, *kind);
     const auto options = add_options(*command);
     command->callback([=] {
         std::vector<Task> tasks;
@@ -310,7 +308,6 @@ void add_clear(CLI::App &app) {
 
 void add_forget(CLI::App &app) {
     CLI::App *command = app.add_subcommand("forget", "Delete the rows of tasks; all files stay");
-    command->group(task_group);
     const auto words = add_tasks(*command);
     command->callback([=] { forget(named_tasks(Connection::read(), *words)); });
 }

@@ -105,9 +105,9 @@ std::string name_of(const Task &task) {
     return std::string(kind_of(*task.table)) + ":" + std::to_string(task.id);
 }
 
-void add_kind(CLI::App &command, std::function<void(const Table *)> take) {
+void add_kind(CLI::App &command, const Table *&to) {
     add_choice(command, "--kind", "bt, http or all (default)", {"bt", "http", "all"},
-               [take = std::move(take)](const std::string &word) { take(kind_named(word)); });
+               [&to](const std::string &word) { to = kind_named(word); });
 }
 
 std::shared_ptr<TaskWords> add_tasks(CLI::App &command, const Table *kind, bool required) {
@@ -117,7 +117,7 @@ std::shared_ptr<TaskWords> add_tasks(CLI::App &command, const Table *kind, bool 
         ->required(required)
         ->type_name("");
     if (kind == nullptr) {
-        add_kind(command, [words](const Table *only) { words->kind = only; });
+        add_kind(command, words->kind);
     }
     return words;
 }
@@ -173,13 +173,11 @@ const Filter &filter_named(const std::string &name) {
     return *std::ranges::find_if(filters(), [&](const Filter &filter) { return name == filter.name; });
 }
 
-std::shared_ptr<const Filter *> add_filter(CLI::App &command, const char *help) {
-    auto chosen = std::make_shared<const Filter *>(nullptr);
+void add_filter(CLI::App &command, const Filter *&to) {
     std::vector<std::string> names;
     std::ranges::transform(filters(), std::back_inserter(names), &Filter::name);
-    add_choice(command, "--filter", help != nullptr ? help : "Which tasks (default: all)", names,
-               [chosen](const std::string &name) { *chosen = &filter_named(name); });
-    return chosen;
+    add_choice(command, "--filter", "Which tasks (default: all)", names,
+               [&to](const std::string &name) { to = &filter_named(name); });
 }
 
 std::string condition_of(const Table &table, const Filter &filter) {

@@ -34,7 +34,7 @@ struct TaskWords {
 std::shared_ptr<TaskWords> add_tasks(CLI::App &command, const Table *kind = nullptr, bool required = true);
 
 // The option --kind alone. nullptr for both.
-void add_kind(CLI::App &command, std::function<void(const Table *)> take);
+void add_kind(CLI::App &command, const Table *&to);
 
 // The tasks that are named, each once, at least one: in the order of their names for people, which is that of kinds and
 // identifiers. A single one that is not there, and a name that fits both kinds, end the command.
@@ -49,7 +49,7 @@ struct Filter {
 };
 const std::vector<Filter> &filters();
 const Filter &filter_named(const std::string &name);
-std::shared_ptr<const Filter *> add_filter(CLI::App &command, const char *help = nullptr);
+void add_filter(CLI::App &command, const Filter *&to);
 
 // The condition of a filter on tasks of one kind, as the library has it; empty for none. State5 takes finished HTTP/FTP
 // tasks.

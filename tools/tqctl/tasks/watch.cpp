@@ -15,9 +15,10 @@ namespace tqctl {
 namespace {
 
 struct Options {
-    std::int32_t seconds = 2;
+    std::optional<std::int32_t> seconds;
     std::optional<std::int32_t> rounds;
     const Table *kind = nullptr;
+    const Filter *filter = &filters().front();
     List list;
     std::string path;
 };
@@ -102,11 +103,6 @@ private:
     int descriptor_ = -1;
 };
 
-std::string sums_in_words(const Sums &sums) {
-    return std::to_string(sums.rows) + (sums.rows == 1 ? " task" : " tasks") + ", down " + human_bytes(sums.down) +
-           "/s, up " + human_bytes(sums.up) + "/s";
-}
-
 // The sums of all tasks, also of those that do not fit.
 Sums sums_of(const Connection &database, const std::vector<Part> &parts) {
     Sums sums;
@@ -128,8 +124,8 @@ std::string fit_to_window(const std::string &text, std::size_t columns) {
 }
 
 // Everything of one look at the database.
-std::string frame(const Options &options, const Connection &database, const Filter &filter, bool screen) {
-    const auto parts = parts_of(options.kind, filter);
+std::string frame(const Options &options, const Connection &database, bool screen) {
+    const auto parts = parts_of(options.kind, *options.filter);
     constexpr std::size_t other_lines = 4;
     const std::size_t lines = window().lines;
     const std::size_t room = lines > other_lines ? lines - other_lines : 1;
@@ -148,11 +144,11 @@ std::string frame(const Options &options, const Connection &database, const Filt
                std::to_string(sums.up) + "}}\n";
     }
     if (!screen) {
-        return local_time() + "\n" + text + sums_in_words(sums) + "\n\n";
+        return local_time() + "\n" + text + in_words(sums) + "\n\n";
     }
     const auto hidden = static_cast<std::size_t>(sums.rows) - rows;
     return fit_to_window(local_time() + "  q quit, b bt, h http, a all", columns) + "\n" + text +
-           fit_to_window(sums_in_words(sums) + (hidden > 0 ? "; " + std::to_string(hidden) + " more" : ""), columns);
+           fit_to_window(in_words(sums) + (hidden > 0 ? "; " + std::to_string(hidden) + " more" : ""), columns);
 }
 
 // Over what is there already, so that nothing flickers.
@@ -165,10 +161,10 @@ std::string drawn(const std::string &frame) {
 }
 
 // What the database says now, or why it says nothing: a lock or a missing file may pass.
-std::string look(const Options &options, const Filter &filter, bool screen) {
+std::string look(const Options &options, bool screen) {
     const Patience short_one{std::chrono::milliseconds(800), true, {}};
     try {
-        return frame(options, Connection::read(options.path, short_one), filter, screen);
+        return frame(options, Connection::read(options.path, short_one), screen);
     } catch (const Failure &failure) {
         if (!screen) {
             warn(failure.what());
@@ -178,7 +174,7 @@ std::string look(const Options &options, const Filter &filter, bool screen) {
     }
 }
 
-void watch(Options &options, const Filter &filter) {
+void watch(Options &options) {
     try {
         Connection::read(options.path, {std::chrono::milliseconds(0), true, {}});
     } catch (const Failure &failure) {
@@ -190,9 +186,9 @@ void watch(Options &options, const Filter &filter) {
     const bool terminal = output_is_terminal() && !options.list.json();
     std::optional<Screen> screen(std::in_place, terminal);
     char key = 0;
-    const auto seconds = std::chrono::seconds(std::min(options.seconds, 2'000'000));
+    const auto seconds = std::chrono::seconds(std::min(options.seconds.value_or(2), 2'000'000));
     for (std::int32_t round = 1;; ++round) {
-        const std::string text = look(options, filter, screen->used());
+        const std::string text = look(options, screen->used());
         print(screen->used() ? drawn(text) : text);
         if (round == options.rounds) {
             return;
@@ -222,23 +218,20 @@ void watch(Options &options, const Filter &filter) {
 
 void add_watch_command(CLI::App &app) {
     CLI::App *command = app.add_subcommand("watch", "Show the tasks as they change");
-    command->group(task_group);
     command->footer("On a terminal in one place, as many tasks as fit; b, h and a show BitTorrent\n"
                     "tasks, HTTP/FTP tasks or all, q and Ctrl-C end it. Else a block a round, which\n"
                     "begins with the time and ends with an empty line; with --json an object a line.");
     const auto options = std::make_shared<Options>();
-    add_number(
-        *command, "SECONDS", "Update interval (default: 2)", [options](std::int32_t n) { options->seconds = n; }, 1);
-    const auto filter = add_filter(*command);
-    add_kind(*command, [options](const Table *kind) { options->kind = kind; });
-    add_number(
-        *command, "--rounds", "End after this many", [options](std::int32_t n) { options->rounds = n; }, 1);
+    add_number(*command, "SECONDS", "Update interval (default: 2)", options->seconds, 1);
+    add_filter(*command, options->filter);
+    add_kind(*command, options->kind);
+    add_number(*command, "--rounds", "End after this many", options->rounds, 1);
     options->list.add_options(*command);
     options->list.put_json_in_one_line();
     const auto path = add_database(*command);
     command->callback([=] {
         options->path = *path;
-        watch(*options, *filter != nullptr ? **filter : filters().front());
+        watch(*options);
     });
 }
 
