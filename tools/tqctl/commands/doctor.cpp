@@ -24,12 +24,12 @@ class Findings {
 public:
     void ok(const char *check, const std::string &text) { rows_.push_back({"ok", check, text}); }
     void note(const char *check, const std::string &text) { rows_.push_back({"note", check, text}); }
-    void fault(const char *check, const std::string &text) {
-        rows_.push_back({"fault", check, text});
-        ++faults_;
-    }
+    void fault(const char *check, const std::string &text) { rows_.push_back({"fault", check, text}); }
 
-    std::size_t faults() const { return faults_; }
+    std::size_t faults() const {
+        return static_cast<std::size_t>(
+            std::ranges::count(rows_, "fault", [](const auto &row) { return std::string_view(row[0]); }));
+    }
     void print(const Style &style) const {
         Sheet sheet({{"result", {}, Kind::text}, {"check", {}, Kind::text}, {"finding", {}, Kind::address, true}},
                     style);
@@ -40,13 +40,7 @@ public:
     }
 
 private:
-    struct Row {
-        std::string result;
-        std::string check;
-        std::string text;
-    };
-    std::vector<Row> rows_;
-    std::size_t faults_ = 0;
+    std::vector<std::array<std::string, 3>> rows_;
 };
 
 // ---- Files ---------------------------------------------------------------------------------------------------------
@@ -138,24 +132,16 @@ void check_integrity(Findings &findings, const Connection &database) {
 
 // ---- Tables and indexes --------------------------------------------------------------------------------------------
 
-bool is_word(char c) {
-    return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '_';
-}
-
 // A statement with blanks only where two words would run together.
 std::string compact(std::string_view statement) {
+    const auto is_word = [](char c) { return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '_'; };
     std::string out;
     bool blank = false;
     for (const char c : statement) {
-        if (c == ' ' || c == '\t' || c == '\n' || c == '\r') {
-            blank = true;
-            continue;
-        }
-        if (blank && !out.empty() && is_word(out.back()) && is_word(c)) {
-            out += ' ';
-        }
-        blank = false;
-        out += c;
+        const bool space = std::isspace(static_cast<unsigned char>(c)) != 0;
+        out += !space && blank && !out.empty() && is_word(out.back()) && is_word(c) ? " " : "";
+        out += space ? "" : std::string(1, c);
+        blank = space;
     }
     return out;
 }
@@ -227,14 +213,11 @@ void check_indexes(Findings &findings, std::map<std::string, Object> &objects,
 
 void check_foreign(Findings &findings, const std::map<std::string, Object> &objects) {
     for (const auto &[name, object] : objects) {
-        const std::string &table = object.table;
-        const bool ours = find_table(table) != nullptr;
-        std::string what = "the ";
-        what.append(object.type).append(" ").append(name);
-        if (ours) {
-            findings.fault("foreign", what + " on " + table + " is unknown and changes how it behaves");
+        if (find_table(object.table) != nullptr) {
+            findings.fault("foreign", "the " + object.type + " " + name + " on " + object.table +
+                                          " is unknown and changes how it behaves");
         } else {
-            findings.note("foreign", what + " is unknown");
+            findings.note("foreign", "the " + object.type + " " + name + " is unknown");
         }
     }
 }

@@ -176,25 +176,13 @@ void status(bool json) {
     if (!known) {
         throw Failure(Exit::not_there, "there is no message queue");
     }
-    const std::string mode = octal(known->msg_perm.mode);
-    const std::string owner = user_name(known->msg_perm.uid);
-    const std::array values{std::to_string(known->msg_qnum),
-                            std::to_string(room_for_messages(*known)),
-                            std::to_string(known->__msg_cbytes),
-                            std::to_string(known->msg_qbytes),
-                            owner,
-                            mode};
-    std::vector<Shown> columns;
-    for (const char *title : {"messages", "room", "bytes", "limit", "owner", "mode"}) {
-        columns.push_back({title, {}, columns.size() < 4 ? Kind::number : Kind::text});
-    }
-    Sheet sheet(columns, {json ? Form::json : Form::records});
-    std::vector<Field> fields;
-    for (const std::string &value : values) {
-        fields.push_back({value});
-    }
-    sheet.row(fields);
-    sheet.print();
+    print_record({{"messages", std::to_string(known->msg_qnum), Kind::number},
+                  {"room", std::to_string(room_for_messages(*known)), Kind::number},
+                  {"bytes", std::to_string(known->__msg_cbytes), Kind::number},
+                  {"limit", std::to_string(known->msg_qbytes), Kind::number},
+                  {"owner", user_name(known->msg_perm.uid)},
+                  {"mode", octal(known->msg_perm.mode)}},
+                 json);
 }
 
 void add_status(CLI::App &msg) {

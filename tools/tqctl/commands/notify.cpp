@@ -1,10 +1,12 @@
 // Notifications: tqctl notify show, set, send.
 #include "base/failure.h"
-#include "base/output.h"
 #include "commands/commands.h"
+#include "display/sheet.h"
 #include "options/options.h"
 #include "store/message_queue.h"
 
+#include <algorithm>
+#include <array>
 #include <korvo_bt.h>
 #include <memory>
 #include <optional>
@@ -21,42 +23,44 @@ NotificationRecord stored_switches() {
     return switches;
 }
 
-void show() {
-    const NotificationRecord switches = stored_switches();
-    const auto line = [](const char *name, std::int32_t on) {
-        return std::string(name) + "\t" + (on != 0 ? "on" : "off") + "\n";
-    };
-    print(line("email", switches.email) + line("im", switches.im) + line("desktop", switches.desktop));
-}
-
-struct Switches {
-    std::optional<bool> email;
-    std::optional<bool> im;
-    std::optional<bool> desktop;
+struct Switch {
+    const char *name;
+    std::int32_t NotificationRecord::*on;
+    const char *help;
+};
+constexpr std::array switches{
+    Switch{"email", &NotificationRecord::email, "Alert mails"},
+    Switch{"im", &NotificationRecord::im, "Instant messages"},
+    Switch{"desktop", &NotificationRecord::desktop, "Notifications on the desktop"},
 };
 
-void set(const Switches &wanted) {
-    if (!wanted.email && !wanted.im && !wanted.desktop) {
+void show() {
+    const NotificationRecord stored = stored_switches();
+    std::vector<Titled> values;
+    for (const auto &[name, on, help] : switches) {
+        values.push_back({name, stored.*on != 0 ? "on" : "off"});
+    }
+    print_record(values, false);
+}
+
+using Wanted = std::array<std::optional<bool>, switches.size()>;
+
+void set(const Wanted &wanted) {
+    if (std::ranges::none_of(wanted, &std::optional<bool>::has_value)) {
         throw CLI::ValidationError("set", "needs at least one of --email, --im and --desktop");
     }
-    NotificationRecord switches = stored_switches();
-    const auto take = [](std::int32_t &to, const std::optional<bool> &value) { to = value.value_or(to != 0) ? 1 : 0; };
-    take(switches.email, wanted.email);
-    take(switches.im, wanted.im);
-    take(switches.desktop, wanted.desktop);
-    set_tqv3_notification(&switches);
+    NotificationRecord record = stored_switches();
+    for (std::size_t i = 0; i < switches.size(); ++i) {
+        std::int32_t &on = record.*switches[i].on;
+        on = wanted[i].value_or(on != 0) ? 1 : 0;
+    }
+    set_tqv3_notification(&record);
     // The library reports no failure of the device's configuration.
     const NotificationRecord kept = stored_switches();
-    if (kept.email != switches.email || kept.im != switches.im || kept.desktop != switches.desktop) {
+    if (!std::ranges::all_of(switches, [&](const Switch &each) { return kept.*each.on == record.*each.on; })) {
         throw Failure(Exit::failed, "the device's configuration could not store the switches");
     }
     tell_daemon_of_settings();
-}
-
-void add_switch(CLI::App &command, const char *name, std::optional<bool> &to, const char *help) {
-    add_choice(command, name, help, {"on", "off"}, [&to](const std::string &word) {
-        to = word == "on";
-    })->type_name("on|off");
 }
 
 void send(const std::string &message) {
@@ -73,16 +77,17 @@ void send(const std::string &message) {
 
 void add_notify_commands(CLI::App &app) {
     CLI::App *notify = app.add_subcommand("notify", "Alert mails and other notifications");
-    CLI::App *show_command = notify->add_subcommand("show", "Show the switches");
-    show_command->callback(show);
+    notify->add_subcommand("show", "Show the switches")->callback(show);
 
     CLI::App *set_command = notify->add_subcommand("set", "Turn switches on or off");
     set_command->footer("Switches that are not given stay as they are.");
-    const auto switches = std::make_shared<Switches>();
-    add_switch(*set_command, "--email", switches->email, "Alert mails");
-    add_switch(*set_command, "--im", switches->im, "Instant messages");
-    add_switch(*set_command, "--desktop", switches->desktop, "Notifications on the desktop");
-    set_command->callback([switches] { set(*switches); });
+    const auto wanted = std::make_shared<Wanted>();
+    for (std::size_t i = 0; i < switches.size(); ++i) {
+        add_choice(*set_command, std::string("--") + switches[i].name, switches[i].help, {"on", "off"},
+                   [wanted, i](const std::string &word) { (*wanted)[i] = word == "on"; })
+            ->type_name("on|off");
+    }
+    set_command->callback([wanted] { set(*wanted); });
 
     CLI::App *send_command = notify->add_subcommand("send", "Send an alert mail");
     const auto message = std::make_shared<std::string>();

@@ -2,15 +2,15 @@
 #include "base/failure.h"
 #include "base/output.h"
 #include "commands/commands.h"
+#include "display/sheet.h"
+#include "options/options.h"
 #include "store/message_queue.h"
 
 #include <array>
-#include <cctype>
 #include <cstddef>
 #include <cstring>
 #include <korvo_bt.h>
 #include <memory>
-#include <nlohmann/json.hpp>
 #include <optional>
 #include <utility>
 
@@ -18,9 +18,12 @@ namespace tqctl {
 namespace {
 
 constexpr std::size_t hours_of_day = 24;
-constexpr std::array<std::string_view, 7> days{"sun", "mon", "tue", "wed", "thu", "fri", "sat"};
-constexpr std::array<std::string_view, 7> whole_names{"sunday",   "monday", "tuesday", "wednesday",
-                                                      "thursday", "friday", "saturday"};
+constexpr std::array<std::string_view, 7> days{"sunday",   "monday", "tuesday", "wednesday",
+                                               "thursday", "friday", "saturday"};
+
+constexpr std::string short_name(std::size_t day) {
+    return std::string(days[day].substr(0, 3));
+}
 
 // A first and a last day, both included; a span may go over the end of the week.
 using Days = std::pair<std::size_t, std::size_t>;
@@ -42,15 +45,8 @@ std::string hours_of(const ScheduleRecord &schedule, std::size_t day) {
 
 // A column of two for each hour, so that a day is wider than high.
 std::string cell(char hour) {
-    switch (hour) {
-    case '1':
-        return "##";
-    case '0':
-        return " .";
-    default:
-        const bool plain = static_cast<unsigned char>(hour) > ' ' && static_cast<unsigned char>(hour) < 0x7F;
-        return {' ', plain ? hour : '?'};
-    }
+    const bool plain = hour > ' ' && hour < '\x7f';
+    return hour == '1' ? "##" : hour == '0' ? " ." : std::string{' ', plain ? hour : '?'};
 }
 
 std::string grid(const ScheduleRecord &schedule) {
@@ -62,7 +58,7 @@ std::string grid(const ScheduleRecord &schedule) {
     out += "\n";
     for (std::size_t i = 1; i <= days.size(); ++i) {
         const std::size_t day = i % days.size(); // a week begins on Monday for people
-        out += std::string(days[day]) + " ";
+        out += short_name(day) + " ";
         for (const char hour : hours_of(schedule, day)) {
             out += cell(hour);
         }
@@ -73,31 +69,21 @@ std::string grid(const ScheduleRecord &schedule) {
 
 void show(bool json) {
     const ScheduleRecord schedule = stored_schedule();
-    if (json) {
-        nlohmann::ordered_json object{{"enabled", schedule.enabled != 0}};
-        for (std::size_t day = 0; day < days.size(); ++day) {
-            object[std::string(days[day])] = hours_of(schedule, day);
-        }
-        print(object.dump(2, ' ', true, nlohmann::json::error_handler_t::replace) + "\n");
-        return;
+    if (output_is_terminal() && !json) {
+        return print(grid(schedule));
     }
-    if (output_is_terminal()) {
-        print(grid(schedule));
-        return;
-    }
-    std::string lines = std::string("enabled\t") + (schedule.enabled != 0 ? "1" : "0") + "\n";
+    std::vector<Titled> values{{"enabled", schedule.enabled != 0 ? "1" : "0", Kind::flag}};
     for (std::size_t day = 0; day < days.size(); ++day) {
-        lines += std::string(days[day]) + "\t" + escaped(hours_of(schedule, day), Charset::ascii) + "\n";
+        values.push_back({short_name(day), hours_of(schedule, day)});
     }
-    print(lines);
+    print_record(values, json);
 }
 
 // ---- set -----------------------------------------------------------------------------------------------------------
 
 std::size_t day_called(const std::string &name) {
-    const std::string wanted = lower(name);
     for (std::size_t day = 0; day < days.size(); ++day) {
-        if (wanted == days[day] || wanted == whole_names[day]) {
+        if (lower(name) == days[day] || lower(name) == short_name(day)) {
             return day;
         }
     }
@@ -105,12 +91,7 @@ std::size_t day_called(const std::string &name) {
 }
 
 std::size_t time_of_day(const std::string &text) {
-    const bool digits = !text.empty() && text.size() <= 2 && text.find_first_not_of("0123456789") == std::string::npos;
-    const std::size_t hour = digits ? std::stoul(text) : hours_of_day + 1;
-    if (hour > hours_of_day) {
-        throw CLI::ValidationError("HOURS", "\"" + text + "\" is not an hour from 0 to 24");
-    }
-    return hour;
+    return static_cast<std::size_t>(read_number("HOURS", text, 0, hours_of_day));
 }
 
 // "a-b" or "a" alone, which stands for both.

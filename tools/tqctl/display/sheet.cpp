@@ -278,4 +278,17 @@ void Sheet::print() {
     tqctl::print(buffer);
 }
 
+void print_record(const std::vector<Titled> &values, bool json) {
+    std::vector<Shown> columns;
+    std::vector<Field> fields;
+    for (const Titled &value : values) {
+        columns.push_back({value.title, {}, value.kind});
+        fields.push_back({value.text});
+    }
+    Sheet sheet(std::move(columns), {json ? Form::json_records : Form::records});
+    sheet.row(fields);
+    sheet.print();
+    tqctl::print(json ? "\n" : "");
+}
+
 } // namespace tqctl

@@ -64,6 +64,14 @@ private:
     std::size_t rows_ = 0;
 };
 
+// One record, its titles with the values, as lines or as a JSON object.
+struct Titled {
+    std::string title;
+    std::string text;
+    Kind kind = Kind::text;
+};
+void print_record(const std::vector<Titled> &values, bool json);
+
 // A value as JSON, in ASCII, so that no control character reaches a terminal; bytes that are no text become U+FFFD.
 std::string json_value(const Field &field, Kind kind);
 
