@@ -136,9 +136,9 @@ int Send_Alert_Mail(const char *server_name, const char *message, const void * /
     char program[PATH_MAX];
     char recipient[256];
     const korvo::Descriptor trusted(korvo::open_trusted(KORVO_PROFILE_FILE));
-    korvo::read_profile(trusted.get(), "Alert", "Mail Program", "", program, sizeof program);
-    Get_Profile_String("Alert", "Mail To", "", recipient, sizeof recipient);
-    if (!korvo::complete(program, sizeof program, KORVO_SENDMAIL) ||
+    if (korvo::read_profile(trusted.get(), "Alert", "Mail Program", "", program, sizeof program) < 0 ||
+        korvo::read_profile("Alert", "Mail To", "", recipient, sizeof recipient) < 0 ||
+        !korvo::complete(program, sizeof program, KORVO_SENDMAIL) ||
         !korvo::complete(recipient, sizeof recipient, "root")) {
         return -1;
     }

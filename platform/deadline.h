@@ -2,18 +2,18 @@
 #ifndef KORVO_PLATFORM_DEADLINE_H
 #define KORVO_PLATFORM_DEADLINE_H
 
+#include <cstdint>
 #include <ctime>
 
 namespace korvo {
 
 class Deadline {
 public:
-    explicit Deadline(int seconds) : end_(now()) { end_.tv_sec += seconds; }
+    explicit Deadline(int seconds) : end_(now() + seconds * second) {}
 
     // Sleeps for a moment before the next attempt; false when there is no time for one.
     bool wait() const {
-        const std::timespec time = now();
-        if (time.tv_sec > end_.tv_sec || (time.tv_sec == end_.tv_sec && time.tv_nsec >= end_.tv_nsec)) {
+        if (now() >= end_) {
             return false;
         }
         constexpr std::timespec moment = {0, 10'000'000};
@@ -22,13 +22,15 @@ public:
     }
 
 private:
-    static std::timespec now() {
+    static constexpr int64_t second = 1'000'000'000; // in nanoseconds
+
+    static int64_t now() {
         std::timespec time{};
         clock_gettime(CLOCK_MONOTONIC, &time);
-        return time;
+        return time.tv_sec * second + time.tv_nsec;
     }
 
-    std::timespec end_;
+    int64_t end_;
 };
 
 } // namespace korvo

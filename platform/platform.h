@@ -38,7 +38,8 @@ KORVO_PLATFORM_API int Set_Profile_Boolean(const char *section, const char *key,
 KORVO_PLATFORM_API int Get_Server_Name(char *buffer, int size);
 
 // Sends a message from this server as an alert mail. Returns 0 once the mail system has accepted it, else -1. A mail
-// program that has not accepted it after 60 seconds is ended with its process group.
+// program that has not accepted it after 60 seconds is ended with its process group. Settings that cannot be read send
+// nothing: they may name another recipient.
 //
 // The configuration file names another program than the system's only if root and the process's effective user alone
 // own and can write the file and every directory on the way to it.

@@ -1,5 +1,6 @@
-// The configuration file: sections of "key = value" lines. A write changes one value and keeps everything else; the
-// file is replaced as a whole under a lock, so a reader needs none and two writers lose nothing.
+// The configuration file: sections of "key = value" lines. A write changes one line and keeps everything else; the file
+// is replaced as a whole under a lock, so a reader needs none and two writers lose nothing. Names are looked up without
+// regard to case, and the first of several counts.
 //
 // A value that a line cannot hold as it stands (bytes beyond ASCII, control characters, spaces at its ends) is written
 // in double quotes with \xHH, \" and \\ in it.
@@ -20,28 +21,20 @@
 #include <fcntl.h>
 #include <initializer_list>
 #include <memory>
+#include <string_view>
 #include <strings.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
 
-extern "C" { // headers for C alone
-#include <collection.h>
-#include <ini_configmod.h>
-#include <ini_configobj.h>
-#include <ini_valueobj.h>
-}
-
 namespace korvo {
 namespace {
 
 constexpr const char *file = KORVO_PROFILE_FILE;
+static_assert(file[0] == '/' && sizeof KORVO_PROFILE_FILE < PATH_MAX);
 
 constexpr int longest_wait_s = 20; // for other writers; as long as for those of the database
 constexpr off_t largest_file = off_t{64} << 20U;
-
-// Values stay on one line, however long they are.
-constexpr int never_wrap = INT_MAX / 2;
 
 using Memory = std::unique_ptr<char, decltype(&std::free)>;
 
@@ -49,6 +42,10 @@ using Memory = std::unique_ptr<char, decltype(&std::free)>;
 
 bool is_plain(char c) {
     return c >= ' ' && c <= '~';
+}
+
+bool is_control(char c) {
+    return static_cast<unsigned char>(c) < ' ';
 }
 
 bool stands_as_it_is(const char *value) {
@@ -88,8 +85,9 @@ int digit(char c) {
 }
 
 // Into a buffer of at least one byte; what does not fit is left out.
-int decode(const char *text, char *buffer, int size) {
-    const char *end = text + std::strlen(text);
+int decode(std::string_view value, char *buffer, int size) {
+    const char *text = value.data();
+    const char *end = text + value.size();
     const bool quoted = end - text >= 2 && text[0] == '"' && end[-1] == '"';
     if (quoted) {
         ++text;
@@ -129,10 +127,11 @@ int regular_file(int descriptor) {
 }
 
 // NULL when it cannot be read. A NUL is not text: it is what some file systems fill a file with after a power failure.
+// A negative descriptor stands for a file that does not exist: it is empty.
 Memory read_text(int descriptor) {
     Memory none(nullptr, std::free);
     struct stat status {};
-    if (fstat(descriptor, &status) != 0 || status.st_size > largest_file) {
+    if (descriptor >= 0 && (fstat(descriptor, &status) != 0 || status.st_size > largest_file)) {
         return none;
     }
     const auto size = static_cast<std::size_t>(status.st_size);
@@ -151,80 +150,112 @@ Memory read_text(int descriptor) {
     return std::strlen(text.get()) == size ? std::move(text) : std::move(none);
 }
 
+// ---- Lines
+
 enum class Strange { skip, refuse }; // lines that are neither a section, a value nor a comment
 
-class Profile {
-public:
-    // Of an open file; a negative descriptor stands for one that does not exist, which is empty.
-    Profile(Strange lines, int descriptor) {
-        if (ini_config_create(&config_) != 0 || ini_config_set_wrap(config_, never_wrap) != 0) {
-            return;
-        }
-        read_ = descriptor < 0 || parse(lines, read_text(descriptor));
-    }
-    Profile(const Profile &) = delete;
-    Profile &operator=(const Profile &) = delete;
-    ~Profile() { ini_config_destroy(config_); }
-
-    // Not when the file cannot be read or understood.
-    bool read() const { return read_; }
-
-    // Finds the key's text, or NULL when the key is missing; valid as long as the profile. False when nobody can say.
-    bool value(const char *section, const char *key, const char *&text) {
-        value_obj *found = nullptr;
-        text = nullptr;
-        return read_ && find(section, key, found) && (found == nullptr || value_get_concatenated(found, &text) == 0);
-    }
-
-    // The comment above a value stays with it.
-    bool set(const char *section, const char *key, const char *text) {
-        value_obj *found = nullptr;
-        if (!read_ || !find(section, key, found)) {
-            return false;
-        }
-        if (found != nullptr) {
-            return value_update(found, text, static_cast<uint32_t>(std::strlen(text)), INI_VALUE_CREATED, never_wrap) ==
-                   0;
-        }
-        const int added = ini_config_add_section(config_, section, nullptr, 0, COL_DSP_END, nullptr, 0);
-        return (added == 0 || added == EEXIST) &&
-               ini_config_add_str_value(config_, section, key, text, nullptr, 0, never_wrap, COL_DSP_END, nullptr, 0,
-                                        INI_VA_NOCHECK) == 0;
-    }
-
-    bool write_to(int descriptor) {
-        simplebuffer *text = nullptr;
-        if (simplebuffer_alloc(&text) != 0) {
-            return false;
-        }
-        const std::unique_ptr<simplebuffer, decltype(&simplebuffer_free)> owner(text, simplebuffer_free);
-        return ini_config_serialize(config_, text) == 0 &&
-               write_all(descriptor, reinterpret_cast<const char *>(simplebuffer_get_buf(text)),
-                         simplebuffer_get_len(text)) &&
-               fsync(descriptor) == 0;
-    }
-
-private:
-    // C comments are no part of the grammar: a value below a line that starts like one would be lost.
-    bool parse(Strange lines, const Memory &text) {
-        ini_cfgfile *opened = nullptr;
-        if (text == nullptr ||
-            ini_config_file_from_mem(text.get(), static_cast<uint32_t>(std::strlen(text.get())), &opened) != 0) {
-            return false;
-        }
-        const std::unique_ptr<ini_cfgfile, decltype(&ini_config_file_destroy)> owner(opened, ini_config_file_destroy);
-        const uint32_t skipped = lines == Strange::skip ? INI_PARSE_IGNORE_NON_KVP : 0;
-        return ini_config_parse(opened, INI_STOP_ON_ANY, INI_MS_MERGE | INI_MV1S_ALLOW | INI_MV2S_ALLOW,
-                                INI_PARSE_NOWRAP | INI_PARSE_NO_C_COMMENTS | skipped, config_) == 0;
-    }
-
-    bool find(const char *section, const char *key, value_obj *&found) {
-        return ini_get_config_valueobj(section, key, config_, INI_GET_FIRST_VALUE, &found) == 0;
-    }
-
-    ini_cfgobj *config_ = nullptr;
-    bool read_ = false;
+struct Line {
+    enum class Kind { blank, section, value, strange, broken };
+    Kind kind;
+    std::string_view name{};
+    std::string_view value{};
 };
+
+std::string_view trimmed(std::string_view text) {
+    constexpr const char *blanks = " \t\r";
+    const std::size_t first = text.find_first_not_of(blanks);
+    return first == text.npos ? std::string_view() : text.substr(first, text.find_last_not_of(blanks) - first + 1);
+}
+
+Line understand(std::string_view text) {
+    text = trimmed(text);
+    if (text.empty() || text.front() == '#' || text.front() == ';') {
+        return {Line::Kind::blank};
+    }
+    if (text.front() == '[') {
+        const std::string_view name = text.back() == ']' ? trimmed(text.substr(1, text.size() - 2)) : "";
+        return {name.empty() ? Line::Kind::broken : Line::Kind::section, name};
+    }
+    const std::size_t equals = text.find('=');
+    const std::string_view name = trimmed(text.substr(0, equals));
+    if (equals == text.npos || name.empty()) {
+        return {std::any_of(text.begin(), text.end(), is_control) ? Line::Kind::broken : Line::Kind::strange};
+    }
+    return {Line::Kind::value, name, trimmed(text.substr(equals + 1))};
+}
+
+bool is_same(std::string_view name, const char *other) {
+    return name.size() == std::strlen(other) && strncasecmp(name.data(), other, name.size()) == 0;
+}
+
+// A key's line in a text, or where there would be one.
+struct Search {
+    bool understood = true;
+    bool has_section = false;
+    bool found = false;
+    std::string_view value{};
+    std::size_t begin = 0;
+    std::size_t end = 0;
+};
+
+Search search(std::string_view text, Strange lines, const char *section, const char *key) {
+    constexpr std::string_view byte_order_mark = "\xef\xbb\xbf";
+    Search result;
+    bool inside = false;
+    for (std::size_t at = text.starts_with(byte_order_mark) ? byte_order_mark.size() : 0, end = 0; at < text.size();
+         at = end) {
+        end = std::min(text.find('\n', at), text.size() - 1) + 1;
+        const auto [kind, name, value] = understand(text.substr(at, end - at - (text[end - 1] == '\n' ? 1 : 0)));
+        if (kind == Line::Kind::broken || (kind == Line::Kind::strange && lines == Strange::refuse)) {
+            return {false};
+        }
+        if (kind == Line::Kind::section) {
+            inside = is_same(name, section);
+            result.has_section = result.has_section || inside;
+        }
+        const bool wanted = kind == Line::Kind::value && inside && is_same(name, key);
+        if (wanted && !result.found) {
+            result.found = true;
+            result.value = value;
+            result.begin = at;
+            result.end = end;
+        }
+        if (inside && !result.found && kind != Line::Kind::blank) {
+            result.begin = result.end = end; // behind what the section has
+        }
+    }
+    if (!result.has_section) {
+        result.begin = result.end = text.size();
+    }
+    return result;
+}
+
+// The text with the key's line replaced, or added to its section. NULL when it is not understood, or the value could
+// not be read back.
+Memory with_value(const char *text, const char *section, const char *key, const char *value) {
+    Memory changed(nullptr, std::free);
+    const Search old = search(text, Strange::refuse, section, key);
+    if (!old.understood) {
+        return changed;
+    }
+    constexpr const char *format = "%.*s%s%s%s%s%s = %s\n%s";
+    const bool ends = old.begin == 0 || text[old.begin - 1] == '\n';
+    const auto write = [&](char *to, std::size_t size) {
+        return std::snprintf(to, size, format, static_cast<int>(old.begin), text, ends ? "" : "\n",
+                             old.has_section ? "" : "[", old.has_section ? "" : section, old.has_section ? "" : "]\n",
+                             key, value, text + old.end);
+    };
+    const auto size = static_cast<std::size_t>(write(nullptr, 0)) + 1;
+    changed.reset(static_cast<char *>(std::malloc(size)));
+    if (changed != nullptr) {
+        write(changed.get(), size);
+        const Search made = search(changed.get(), Strange::refuse, section, key);
+        if (!made.understood || !made.found || made.value != value) {
+            changed.reset();
+        }
+    }
+    return changed;
+}
 
 // ---- Writing
 
@@ -235,11 +266,9 @@ public:
         if (realpath(file, path_) == nullptr) { // there is none yet
             std::snprintf(path_, sizeof path_, "%s", file);
         }
-        char directory[PATH_MAX] = ".";
-        if (const char *slash = std::strrchr(path_, '/'); slash != nullptr) {
-            name_ = slash + 1;
-            std::snprintf(directory, sizeof directory, "%.*s", static_cast<int>(name_ - path_), path_);
-        }
+        name_ = std::strrchr(path_, '/') + 1;
+        char directory[PATH_MAX];
+        std::snprintf(directory, sizeof directory, "%.*s", static_cast<int>(name_ - path_), path_);
         directory_.replace(open(directory, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     }
 
@@ -248,7 +277,7 @@ public:
 
 private:
     char path_[PATH_MAX];
-    const char *name_ = path_;
+    const char *name_;
     Descriptor directory_{-1};
 };
 
@@ -315,7 +344,7 @@ private:
         struct stat locked {};
         struct stat named {};
         if (fstat(opened.get(), &locked) != 0 || fstatat(place_.directory(), name_, &named, AT_SYMLINK_NOFOLLOW) != 0 ||
-            locked.st_ino != named.st_ino || locked.st_dev != named.st_dev) {
+            locked.st_ino != named.st_ino) {
             errno = EWOULDBLOCK; // the writer before has removed it
             return false;
         }
@@ -329,24 +358,18 @@ private:
 };
 
 // The new file lies beside the old one, and nobody has more access to it than to that one at any time.
-bool replace_file(const Place &place, int old, Profile &profile, const char *section, const char *key,
-                  const char *text) {
+bool replace_file(const Place &place, int old, const char *text) {
     char name[NAME_MAX + sizeof ".new"];
     std::snprintf(name, sizeof name, "%s.new", place.name());
     unlinkat(place.directory(), name, 0); // left by a writer that was killed; the lock is ours
     const Descriptor made(
-        openat(place.directory(), name, O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, old < 0 ? 0644 : S_IRUSR | S_IWUSR));
+        openat(place.directory(), name, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, old < 0 ? 0644 : S_IRUSR | S_IWUSR));
     if (!made.valid()) {
         return false;
     }
-    // What cannot be read back, a name with a "=" or somebody else's line that now looks different, is not stored.
-    const auto is_read_back = [&] {
-        Profile written(Strange::refuse, made.get());
-        const char *found = nullptr;
-        return written.value(section, key, found) && found != nullptr && std::strcmp(found, text) == 0;
-    };
-    if ((old >= 0 && !copy_access(old, made.get(), S_IRWXU | S_IRWXG | S_IRWXO)) || !profile.write_to(made.get()) ||
-        !is_read_back() || renameat(place.directory(), name, place.directory(), place.name()) != 0) {
+    if ((old >= 0 && !copy_access(old, made.get(), S_IRWXU | S_IRWXG | S_IRWXO)) ||
+        !write_all(made.get(), text, std::strlen(text)) || fsync(made.get()) != 0 ||
+        renameat(place.directory(), name, place.directory(), place.name()) != 0) {
         unlinkat(place.directory(), name, 0);
         return false;
     }
@@ -374,8 +397,10 @@ bool store(const char *section, const char *key, const char *value) {
     if (!old.valid() && errno != ENOENT) {
         return false;
     }
-    Profile profile(Strange::refuse, old.get());
-    return profile.set(section, key, text.get()) && replace_file(place, old.get(), profile, section, key, text.get());
+    const Memory before = read_text(old.get());
+    const Memory after =
+        before != nullptr ? with_value(before.get(), section, key, text.get()) : Memory(nullptr, std::free);
+    return after != nullptr && replace_file(place, old.get(), after.get());
 }
 
 } // namespace
@@ -383,12 +408,14 @@ bool store(const char *section, const char *key, const char *value) {
 
 int korvo::read_profile(int descriptor, const char *section, const char *key, const char *default_text, char *buffer,
                         int size) {
-    Profile profile(Strange::skip, descriptor);
-    const char *text = nullptr;
-    if (!profile.value(section, key, text)) {
-        default_text = "";
-    } else if (text != nullptr) {
-        return decode(text, buffer, size);
+    buffer[0] = '\0';
+    const Memory text = read_text(descriptor);
+    const Search found = text != nullptr ? search(text.get(), Strange::skip, section, key) : Search{false};
+    if (!found.understood) {
+        return -1;
+    }
+    if (found.found) {
+        return decode(found.value, buffer, size);
     }
     const std::size_t length = strnlen(default_text, static_cast<std::size_t>(size) - 1);
     std::memcpy(buffer, default_text, length);
@@ -396,18 +423,19 @@ int korvo::read_profile(int descriptor, const char *section, const char *key, co
     return static_cast<int>(length);
 }
 
-int Get_Profile_String(const char *section, const char *key, const char *default_text, char *buffer, int size) {
-    if (size <= 0) {
-        return 0;
-    }
-    const korvo::Descriptor file(korvo::regular_file(open(korvo::file, O_RDONLY | korvo::open_flags)));
+int korvo::read_profile(const char *section, const char *key, const char *default_text, char *buffer, int size) {
+    const Descriptor opened(regular_file(open(file, O_RDONLY | open_flags)));
     char link;
     // A symlink that leads nowhere is a file that cannot be read, not one that is missing.
-    if (!file.valid() && (errno != ENOENT || readlink(korvo::file, &link, sizeof link) >= 0)) {
+    if (!opened.valid() && (errno != ENOENT || readlink(file, &link, sizeof link) >= 0)) {
         buffer[0] = '\0';
-        return 0;
+        return -1;
     }
-    return korvo::read_profile(file.get(), section, key, default_text, buffer, size);
+    return read_profile(opened.get(), section, key, default_text, buffer, size);
+}
+
+int Get_Profile_String(const char *section, const char *key, const char *default_text, char *buffer, int size) {
+    return size > 0 ? std::max(0, korvo::read_profile(section, key, default_text, buffer, size)) : 0;
 }
 
 int Get_Profile_Boolean(const char *section, const char *key, int default_value) {

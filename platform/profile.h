@@ -4,7 +4,10 @@
 
 namespace korvo {
 
-// Get_Profile_String() on a configuration file that is open; a negative descriptor stands for one that does not exist.
+// Get_Profile_String() into a buffer of at least one byte; -1 for a file that cannot be read or understood.
+int read_profile(const char *section, const char *key, const char *default_text, char *buffer, int size);
+
+// The same for a file that is open; a negative descriptor stands for one that does not exist.
 int read_profile(int descriptor, const char *section, const char *key, const char *default_text, char *buffer,
                  int size);
 

@@ -7,12 +7,14 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstdarg>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <fcntl.h>
 #include <spawn.h>
 #include <sys/file.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <sys/xattr.h>
@@ -25,8 +27,28 @@ namespace {
 
 int speed = 1; // of the clock
 std::string started;
+uid_t somebody_else = 0; // owns all files, as it seems
+uid_t this_user = 0;     // as it seems, unless 0
+
+// The call of this number fails with the error; where failing goes on, all calls of the same function that follow do.
+int calls_until_failure = 0; // 0: none
+bool failing_goes_on = false;
+int error = 0;
+const char *failed = nullptr;
+
+bool fails(const char *function) {
+    const bool now = calls_until_failure > 0 && --calls_until_failure == 0;
+    failed = now ? function : failed;
+    errno = now || (failing_goes_on && failed == function) ? error : errno;
+    return now || (failing_goes_on && failed == function);
+}
 mode_t access_at_first, access_at_last;
 const char *removed_before_lock = nullptr;
+
+// What the caller has given with the flags is one of these.
+mode_t permissions_in(int flags) {
+    return (flags & O_CREAT) == 0 ? 0 : (flags & O_EXCL) == 0 ? 0200 : 0600;
+}
 
 mode_t mode(const char *file) {
     struct stat status {};
@@ -35,7 +57,67 @@ mode_t mode(const char *file) {
 
 } // namespace
 
+// A function of the system that fails on request. The name behind it is the one for large files, where there are two.
+#define MAY_FAIL(type, function, name, parameters, arguments, ...)                                                     \
+    type function parameters __VA_ARGS__ {                                                                             \
+        return fails(#function) ? static_cast<type>(-1) : test::next(function, name) arguments;                        \
+    }
+
 extern "C" {
+MAY_FAIL(int, open, "open64", (const char *path, int flags, ...), (path, flags, 0600))
+MAY_FAIL(int, openat, "openat64", (int in, const char *path, int flags, ...), (in, path, flags, permissions_in(flags)))
+MAY_FAIL(ssize_t, pread, "pread64", (int file, void *to, std::size_t size, off_t at), (file, to, size, at))
+MAY_FAIL(ssize_t, write, "write", (int file, const void *from, std::size_t size), (file, from, size))
+MAY_FAIL(off_t, lseek, "lseek64", (int file, off_t at, int from), (file, at, from), noexcept)
+MAY_FAIL(int, fstatat, "fstatat64", (int in, const char *path, struct stat *to, int flags), (in, path, to, flags),
+         noexcept)
+MAY_FAIL(int, fchmod, "fchmod", (int file, mode_t mode), (file, mode), noexcept)
+MAY_FAIL(int, faccessat, "faccessat", (int in, const char *path, int mode, int flags), (in, path, mode, flags),
+         noexcept)
+MAY_FAIL(ssize_t, fgetxattr, "fgetxattr", (int file, const char *name, void *to, std::size_t size),
+         (file, name, to, size), noexcept)
+MAY_FAIL(int, fsetxattr, "fsetxattr", (int file, const char *name, const void *value, std::size_t size, int flags),
+         (file, name, value, size, flags), noexcept)
+MAY_FAIL(int, fremovexattr, "fremovexattr", (int file, const char *name), (file, name), noexcept)
+MAY_FAIL(int, renameat, "renameat", (int in, const char *from, int into, const char *to), (in, from, into, to),
+         noexcept)
+MAY_FAIL(int, gethostname, "gethostname", (char *to, std::size_t size), (to, size), noexcept)
+MAY_FAIL(int, memfd_create, "memfd_create", (const char *name, unsigned flags), (name, flags), noexcept)
+MAY_FAIL(pid_t, waitpid, "waitpid", (pid_t child, int *status, int options), (child, status, options))
+MAY_FAIL(int, posix_spawn_file_actions_init, "posix_spawn_file_actions_init", (posix_spawn_file_actions_t * files),
+         (files), noexcept)
+MAY_FAIL(int, posix_spawn_file_actions_adddup2, "posix_spawn_file_actions_adddup2",
+         (posix_spawn_file_actions_t * files, int from, int to), (files, from, to), noexcept)
+MAY_FAIL(int, posix_spawn_file_actions_addopen, "posix_spawn_file_actions_addopen",
+         (posix_spawn_file_actions_t * files, int file, const char *path, int flags, mode_t mode),
+         (files, file, path, flags, mode), noexcept)
+MAY_FAIL(int, posix_spawn_file_actions_addclosefrom_np, "posix_spawn_file_actions_addclosefrom_np",
+         (posix_spawn_file_actions_t * files, int from), (files, from), noexcept)
+MAY_FAIL(int, posix_spawnattr_init, "posix_spawnattr_init", (posix_spawnattr_t * attributes), (attributes), noexcept)
+MAY_FAIL(int, posix_spawnattr_setsigdefault, "posix_spawnattr_setsigdefault",
+         (posix_spawnattr_t * attributes, const sigset_t *signals), (attributes, signals), noexcept)
+MAY_FAIL(int, posix_spawnattr_setsigmask, "posix_spawnattr_setsigmask",
+         (posix_spawnattr_t * attributes, const sigset_t *signals), (attributes, signals), noexcept)
+MAY_FAIL(int, posix_spawnattr_setpgroup, "posix_spawnattr_setpgroup", (posix_spawnattr_t * attributes, pid_t group),
+         (attributes, group), noexcept)
+MAY_FAIL(int, posix_spawnattr_setflags, "posix_spawnattr_setflags", (posix_spawnattr_t * attributes, short flags),
+         (attributes, flags), noexcept)
+
+int dprintf(int file, const char *format, ...) {
+    std::va_list arguments;
+    va_start(arguments, format);
+    const int result = fails("dprintf") ? -1 : vdprintf(file, format, arguments);
+    va_end(arguments);
+    return result;
+}
+int fstat(int file, struct stat *status) noexcept {
+    const int result = fails("fstat") ? -1 : test::next(fstat, "fstat64")(file, status);
+    status->st_uid = somebody_else != 0 ? somebody_else : status->st_uid;
+    return result;
+}
+uid_t geteuid() noexcept {
+    return this_user != 0 ? this_user : test::next(geteuid, "geteuid")();
+}
 int clock_gettime(clockid_t clock, timespec *time) noexcept {
     const int result = test::next(clock_gettime, "clock_gettime")(clock, time);
     const int64_t passed = (time->tv_sec * int64_t{1'000'000'000} + time->tv_nsec) * speed;
@@ -48,24 +130,24 @@ int nanosleep(const timespec *time, timespec *left) {
 }
 int fchown(int file, uid_t owner, gid_t group) noexcept {
     struct stat status {};
-    fstat(file, &status);
+    test::next(fstat, "fstat64")(file, &status);
     access_at_first |= status.st_mode & 07777U;
-    return test::next(fchown, "fchown")(file, owner, group);
+    return fails("fchown") ? -1 : test::next(fchown, "fchown")(file, owner, group);
 }
 int flock(int file, int operation) noexcept {
     if (removed_before_lock != nullptr) {
         unlink(std::exchange(removed_before_lock, nullptr));
     }
-    return test::next(flock, "flock")(file, operation);
+    return fails("flock") ? -1 : test::next(flock, "flock")(file, operation);
 }
 int fsync(int file) {
     access_at_last |= mode("/mnt/HDA_ROOT/korvo.conf.lock");
-    return test::next(fsync, "fsync")(file);
+    return fails("fsync") ? -1 : test::next(fsync, "fsync")(file);
 }
 int posix_spawn(pid_t *child, const char *program, const posix_spawn_file_actions_t *files,
                 const posix_spawnattr_t *attributes, char *const *arguments, char *const *environment) {
     started = program;
-    return started == "/usr/sbin/sendmail" // the machine's own mails nobody
+    return fails("posix_spawn") || started == "/usr/sbin/sendmail" // the machine's own mails nobody
                ? ENOENT
                : test::next(posix_spawn, "posix_spawn")(child, program, files, attributes, arguments, environment);
 }
@@ -116,9 +198,9 @@ TEST_F(Platform, AWriteChangesOneValueAndKeepsEverythingElse) {
     EXPECT_EQ(Set_Profile_String("BTDownload", "Folder", "Elsewhere"), 0);
     EXPECT_EQ(Set_Profile_Boolean("BTDownload", "On", 7), 0);
     EXPECT_EQ(Set_Profile_String("New", "key", "value"), 0);
-    EXPECT_EQ(content(profile), "# the device's settings\n\n[Network]\nname = nas   two\n; a second comment\nlist = a\n"
-                                "list = b\n[BTDownload]\n# where to\nFolder = Elsewhere\nempty = \nlong = " +
-                                    std::string(300, 'x') + " y\nOn = true\n[New]\nkey = value\n\n# the end\n");
+    EXPECT_EQ(content(profile), "# the device's settings\n\n[Network]\nname = nas   two\n; a second comment\nlist=a\n"
+                                "list=b\n[BTDownload]\n# where to\nFolder = Elsewhere\nempty=\nlong=" +
+                                    std::string(300, 'x') + " y\nOn = true\n\n# the end\n[New]\nkey = value\n");
     EXPECT_EQ(mode(profile), 0604U);
     EXPECT_FALSE(fs::exists("/mnt/HDA_ROOT/korvo.conf.new"));
     EXPECT_FALSE(fs::exists("/mnt/HDA_ROOT/korvo.conf.lock"));
@@ -126,27 +208,21 @@ TEST_F(Platform, AWriteChangesOneValueAndKeepsEverythingElse) {
 
 TEST_F(Platform, AWriteNeverWidensTheAccess) {
     constexpr const char *attribute = "system.posix_acl_access";
-    const struct { // the file's own user may read by name; the group, which the mode shows as reading, may not
-        uint32_t version;
-        struct {
-            uint16_t tag, access;
-            uint32_t id;
-        } entries[5];
-    } list = {2, {{1, 6, ~0U}, {2, 4, getuid()}, {4, 0, ~0U}, {16, 4, ~0U}, {32, 0, ~0U}}};
-    char stored[sizeof list] = "";
+    char list[100], stored[100];
     write_file(profile, "[BTDownload]\n");
-    ASSERT_EQ(setxattr(profile, attribute, &list, sizeof list, 0), 0) << strerror(errno);
+    ASSERT_TRUE(add_access_list(profile)) << strerror(errno);
+    const ssize_t size = getxattr(profile, attribute, list, sizeof list);
     access_at_first = access_at_last = 0;
     removed_before_lock = "/mnt/HDA_ROOT/korvo.conf.lock"; // by the writer before
     EXPECT_EQ(Set_Profile_String("BTDownload", "key", "value"), 0);
-    EXPECT_EQ(getxattr(profile, attribute, stored, sizeof stored), static_cast<ssize_t>(sizeof list));
-    EXPECT_EQ(std::memcmp(stored, &list, sizeof list), 0);
+    ASSERT_EQ(getxattr(profile, attribute, stored, sizeof stored), size);
+    EXPECT_EQ(std::memcmp(stored, list, static_cast<std::size_t>(size)), 0);
     EXPECT_EQ(access_at_first & 077U, 0U);
     EXPECT_EQ(access_at_last, 0200U) << "the lock is for those who may write";
 
     // A directory's default list is for files that are new.
     removexattr(profile, attribute);
-    ASSERT_EQ(setxattr(directory, "system.posix_acl_default", &list, sizeof list, 0), 0) << strerror(errno);
+    ASSERT_TRUE(add_access_list(directory, "system.posix_acl_default")) << strerror(errno);
     EXPECT_EQ(Set_Profile_String("BTDownload", "key", "value"), 0);
     removexattr(directory, "system.posix_acl_default");
     EXPECT_EQ(getxattr(profile, attribute, stored, sizeof stored), -1);
@@ -168,6 +244,95 @@ TEST_F(Platform, AnyValueComesBackAsItWas) {
     EXPECT_EQ(value("key", 10), std::string(9, 'z'));
     EXPECT_EQ(value("key", 1), "");
     EXPECT_EQ(value("other", 4), "the");
+}
+
+// A key's line among all the others that people and programs write.
+TEST_F(Platform, LinesAreReadAsTheyAreMeant) {
+    const std::pair<std::string, std::string> files[] = {
+        {"[BTDownload]\nkey=a", "a"},
+        {"\xef\xbb\xbf[ btdownload ]\r\n KEY\t=  a b \r\n", "a b"},
+        {"key = 1\n[Other]\nkey = 2\n[BTDownload]\n#key = 3\n  ;key = 4\n=5\nkey\nkey = a = b ; c\nkey = 6\n",
+         "a = b ; c"},
+        {"[BTDownload]\nother = 1\n[Other]\nkey = 2\n[BTDownload]\nkey = a\n", "a"},
+        {"[BTDownloads]\nkey = 1\n[BTDownload]\nkeys = 2\n[a]b]\n", "the default"},
+        {"[BTDownload]\nkey = \"\\x41\\x7a\\\\\\\"\\xg1\\x1G\\x:0\\x00\\x4\"\n", "Az\\\"xg1x1Gx:0x00x4"},
+        {"[BTDownload]\nkey = \"\\\"\n", "\\"},
+        {"[BTDownload]\nkey = \"\n", "\""},
+        {"[BTDownload]\nkey = \"a\n", "\"a"},
+        {"[BTDownload]\nkey = \xc3(\n", "\xc3("}};
+    for (const auto &[text, expected] : files) {
+        write_file(profile, text);
+        EXPECT_EQ(value("key"), expected) << text;
+    }
+    char nothing = 'x';
+    EXPECT_EQ(Get_Profile_String("BTDownload", "key", "the default", &nothing, 0), 0);
+    EXPECT_EQ(nothing, 'x');
+
+    // A new key comes behind what its section has, a new section last, and an unfinished line is finished.
+    const std::pair<std::string, std::string> changed[] = {
+        {"", "[BTDownload]\nnew = v\n"},
+        {"[Other]\nkey = 1", "[Other]\nkey = 1\n[BTDownload]\nnew = v\n"},
+        {"[BTDownload]", "[BTDownload]\nnew = v\n"},
+        {"[btdownload]\nkey = 1\n\n# next\n[Other]\nnew = 2\n",
+         "[btdownload]\nkey = 1\nnew = v\n\n# next\n[Other]\nnew = 2\n"},
+        {"[BTDownload]\r\nNEW=1\r\nkey=2\r\n", "[BTDownload]\r\nnew = v\nkey=2\r\n"},
+        {"[BTDownload]\nkey = 1\nnew=", "[BTDownload]\nkey = 1\nnew = v\n"}};
+    for (const auto &[before, after] : changed) {
+        write_file(profile, before);
+        EXPECT_EQ(Set_Profile_String("BTDownload", "new", "v"), 0);
+        EXPECT_EQ(content(profile), after);
+    }
+    fs::resize_file(profile, (64U << 20U) + 1);
+    EXPECT_EQ(value("key"), "");
+}
+
+// Whatever fails underneath: a setting is the one that was stored or none, a write leaves the old file or the new one
+// and nothing else, and mail is whole or not sent.
+TEST_F(Platform, CallsThatFailUnderneathAreFailures) {
+    const std::string before = "[BTDownload]\nkey = old\n[Alert]\nMail To = anna\nMail Program = /tmp/sendmail\n";
+    std::string after = before;
+    after.replace(after.find("old"), 3, "new");
+    speed = 20000; // some failures are waited for
+    int failures = 0;
+    const struct {
+        bool lists; // the file has an access list
+        int code;
+        bool goes_on;
+    } ways[] = {{true, EIO, false},    {true, EIO, true},     {false, EIO, true},
+                {false, EACCES, true}, {true, ENODATA, true}, {false, EOPNOTSUPP, false}};
+    for (const auto &[lists, code, goes_on] : ways) {
+        for (int at = 1; at == 1 || failed != nullptr; ++at) {
+            write_file(profile, before);
+            ASSERT_TRUE(!lists || add_access_list(profile));
+            install_sendmail();
+            fs::remove("/tmp/mail");
+            char text[10], name[100] = "";
+            failed = nullptr;
+            error = code;
+            failing_goes_on = goes_on;
+            calls_until_failure = at;
+            const int sent = Send_Alert_Mail("nas", "m", nullptr);
+            Get_Profile_String("BTDownload", "key", "default", text, sizeof text);
+            const int named = Get_Server_Name(name, sizeof name);
+            const int stored = Set_Profile_String("BTDownload", "key", "new");
+            calls_until_failure = 0;
+            failing_goes_on = false;
+            failures += failed != nullptr ? 1 : 0;
+            SCOPED_TRACE((failed != nullptr ? failed : "none") + std::string(" ") + strerror(code) +
+                         std::to_string(at));
+            EXPECT_TRUE(sent != 0 || content("/tmp/mail").ends_with("\n\nm\n"));
+            EXPECT_TRUE(sent != 0 || content("/tmp/arguments") == "-oi -- anna ");
+            EXPECT_TRUE(text == std::string("old") || text[0] == '\0') << text;
+            EXPECT_EQ(name[0] != '\0', named == 0);
+            const bool last_step = failed != nullptr && failed == std::string_view("fsync") && stored != 0;
+            EXPECT_TRUE(content(profile) == (stored == 0 ? after : before) || (last_step && content(profile) == after));
+            EXPECT_FALSE(fs::exists("/mnt/HDA_ROOT/korvo.conf.new"));
+            EXPECT_TRUE(stored != 0 || !fs::exists("/mnt/HDA_ROOT/korvo.conf.lock"));
+            while (waitpid(-1, nullptr, 0) > 0) {
+            }
+        }
+    }
+    EXPECT_GT(failures, 300);
 }
 
 TEST_F(Platform, BooleansAreReadAsPeopleWriteThem) {
@@ -192,7 +357,7 @@ TEST_F(Platform, ANameThatCannotBeReadBackIsRefused) {
 TEST_F(Platform, AFileThatCannotBeUnderstoodIsNotTheDefaultsAndStaysAsItIs) {
     EXPECT_EQ(value("key"), "the default") << "no file";
     for (const std::string &text : {std::string("[BTDownload\nkey = value\n"), std::string("\xff\xfe\x01"),
-                                    std::string("[BTDownload]\nkey = \xc3(\n"), std::string(4096, '\0')}) {
+                                    std::string("[BTDownload]\nkey = value\n[ ]\n"), std::string(4096, '\0')}) {
         write_file(profile, text);
         EXPECT_EQ(value("key"), "");
         EXPECT_NE(Set_Profile_String("BTDownload", "key", "new"), 0);
@@ -258,6 +423,7 @@ TEST_F(Platform, TheServersNameIsTheHosts) {
     EXPECT_STREQ(name, host);
     EXPECT_EQ(Get_Server_Name(truncated, sizeof truncated), 0);
     EXPECT_EQ(truncated, std::string(host).substr(0, 2));
+    EXPECT_EQ(Get_Server_Name(truncated, 0), -1);
 }
 
 TEST_F(Platform, MailReachesTheMailSystemAsItIs) {
@@ -266,9 +432,9 @@ TEST_F(Platform, MailReachesTheMailSystemAsItIs) {
     const std::vector<std::string> messages = {"done", "$(touch /tmp/x) `x` 'y' \"z\" \\\n.\n\xff",
                                                std::string(200000, 'm')};
     for (const std::string &message : messages) {
-        EXPECT_EQ(Send_Alert_Mail("nas\nBcc: x", message.c_str(), nullptr), 0);
+        EXPECT_EQ(Send_Alert_Mail("nas\nBcc: x\x7f", message.c_str(), nullptr), 0);
         const std::string mail = content("/tmp/mail");
-        EXPECT_EQ(mail.rfind("To: -admin@example.org\nSubject: [nas?Bcc: x] Alert\n", 0), 0U) << mail;
+        EXPECT_EQ(mail.rfind("To: -admin@example.org\nSubject: [nas?Bcc: x?] Alert\n", 0), 0U) << mail;
         EXPECT_EQ(mail.substr(mail.find("\n\n") + 2), message + "\n");
         EXPECT_EQ(content("/tmp/arguments"), "-oi -- -admin@example.org ");
     }
@@ -280,6 +446,8 @@ TEST_F(Platform, MailThatIsNotTakenIsAFailureAndNoSignal) {
     EXPECT_EQ(Send_Alert_Mail("nas", "m", nullptr), -1);
     write_file(profile, "[Alert]\nMail Program = /tmp/sendmail\n");
     install_sendmail(75);
+    EXPECT_EQ(Send_Alert_Mail("nas", "m", nullptr), -1);
+    write_file("/tmp/sendmail", "#!/bin/sh\nkill -9 $$\n");
     EXPECT_EQ(Send_Alert_Mail("nas", "m", nullptr), -1);
     ASSERT_EQ(dup2(STDERR_FILENO, 77), 77);
     write_file("/tmp/sendmail", "#!/bin/sh\n[ ! -e /proc/$$/fd/77 ]\n");
@@ -305,25 +473,40 @@ TEST_F(Platform, MailThatIsNotTakenIsAFailureAndNoSignal) {
 
 TEST_F(Platform, OnlyWhoMayDoSoAnywayNamesTheMailProgram) {
     install_sendmail();
-    const std::pair<bool, const char *> arrangements[] = {
-        {true, ":"},
-        {false, "chmod 664 korvo.conf"},
-        {false, "chmod 646 korvo.conf"},
-        {false, "chmod 775 ."},
-        {false, "chmod 1757 .."},
-        {true, "mv korvo.conf behind.conf; ln -s ../HDA_ROOT/.//behind.conf korvo.conf"},
-        {true, "mv korvo.conf behind.conf; ln -s $PWD/behind.conf korvo.conf"},
-        {false, "mv korvo.conf /tmp/behind.conf; ln -s /tmp/behind.conf korvo.conf"},
-        {false, "mv korvo.conf behind.conf; ln -s $PWD/behind.conf /tmp; ln -s /tmp/behind.conf korvo.conf"},
-        {false, "rm korvo.conf; ln -s korvo.conf korvo.conf"},
+    constexpr const char *named = "/tmp/sendmail", *usual = "/usr/sbin/sendmail";
+    const std::pair<const char *, const char *> arrangements[] = {
+        {named, ":"},
+        {usual, "chmod 664 korvo.conf"},
+        {usual, "chmod 646 korvo.conf"},
+        {usual, "chmod 775 ."},
+        {usual, "chmod 1757 .."},
+        {named, "mv korvo.conf behind.conf; ln -s ../HDA_ROOT/.//behind.conf korvo.conf"},
+        {named, "mv korvo.conf behind.conf; ln -s $PWD/behind.conf korvo.conf"},
+        {usual, "mv korvo.conf /tmp/behind.conf; ln -s /tmp/behind.conf korvo.conf"},
+        {usual, "mv korvo.conf behind.conf; ln -s $PWD/behind.conf /tmp; ln -s /tmp/behind.conf korvo.conf"},
+        {named, "cd .. && mv HDA_ROOT /mnt/disk && ln -s disk HDA_ROOT"},
+        {"", "rm korvo.conf; ln -s korvo.conf korvo.conf"},
+        {"", "rm korvo.conf; ln -s $(printf %04095d 0) korvo.conf"},
+        {"", "printf '[Alert]\\nMail To = %0300d\\n' 0 >korvo.conf"},
+        {"", "printf '[Alert]\\nMail Program = /%05000d\\n' 0 >korvo.conf"},
     };
-    for (const auto &[obeyed, arrange] : arrangements) {
+    for (const auto &[program, arrange] : arrangements) {
         clear();
+        started.clear();
         write_file(profile, "[Alert]\nMail Program = /tmp/sendmail\n");
         EXPECT_EQ(shell(arrange), 0);
-        EXPECT_EQ(Send_Alert_Mail("nas", "m", nullptr), obeyed ? 0 : -1);
-        EXPECT_EQ(started, obeyed ? "/tmp/sendmail" : "/usr/sbin/sendmail") << arrange;
-        EXPECT_EQ(shell("chmod 755 . .."), 0);
+        EXPECT_EQ(Send_Alert_Mail("nas", "m", nullptr), program == named ? 0 : -1) << arrange;
+        EXPECT_EQ(started, program) << arrange;
+        EXPECT_EQ(shell("chmod 755 . ..; cd ..; [ ! -L HDA_ROOT ] || { rm HDA_ROOT && mv disk HDA_ROOT; }"), 0);
+    }
+    clear();
+    write_file(profile, "[Alert]\nMail Program = /tmp/sendmail\n");
+    for (const auto &[user, program] : {std::pair(0U, usual), std::pair(4321U, usual), std::pair(1234U, named)}) {
+        somebody_else = 1234;
+        this_user = user;
+        Send_Alert_Mail("nas", "m", nullptr);
+        somebody_else = this_user = 0;
+        EXPECT_EQ(started, program) << user;
     }
 }
 
