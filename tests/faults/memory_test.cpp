@@ -1,148 +1,21 @@
 // Memory that runs out: every allocation of every operation fails in its turn, once alone and once with all that
 // follow. A call then fails with one of its codes and has done nothing, or succeeds and has done everything.
 
+#include "child.h"
 #include "files.h"
-#include "next.h"
+#include "memory.h"
+#include "platform.h"
 #include "trial.h"
 
-#include <cerrno>
 #include <ctime>
 #include <filesystem>
-#include <new>
 
 namespace fs = std::filesystem;
 
-// ---- The runtime's memory, of which SQLite's is a part. What the tests take for themselves comes from operator new.
+// What the tests take for themselves comes from it.
+const bool test::new_runs_out = false;
 
-namespace {
-
-bool watched = false;
-int allocations_until_failure = 0; // 0: none fails
-bool failing_goes_on = false;
-bool failed = false;
-int held = 0;
-
-bool fails() {
-    if (!watched || allocations_until_failure == 0) {
-        return false;
-    }
-    if (allocations_until_failure > 1) {
-        --allocations_until_failure;
-        return false;
-    }
-    failed = true;
-    allocations_until_failure = failing_goes_on ? 1 : 0;
-    errno = ENOMEM;
-    return true;
-}
-
-void *counted(void *memory) {
-    held += watched && memory != nullptr ? 1 : 0;
-    return memory;
-}
-
-} // namespace
-
-#ifdef KORVO_SANITIZE
-
-// A sanitizer has taken the runtime's memory; SQLite's can still be had from SQLite.
-namespace {
-
-sqlite3_mem_methods system_memory;
-
-void *allocate(int size) {
-    return fails() ? nullptr : counted(system_memory.xMalloc(size));
-}
-void *reallocate(void *memory, int size) {
-    return fails() ? nullptr : system_memory.xRealloc(memory, size);
-}
-void release(void *memory) {
-    held -= watched && memory != nullptr ? 1 : 0;
-    system_memory.xFree(memory);
-}
-bool take_memory() {
-    sqlite3_config(SQLITE_CONFIG_GETMALLOC, &system_memory);
-    sqlite3_mem_methods methods = system_memory;
-    methods.xMalloc = allocate;
-    methods.xRealloc = reallocate;
-    methods.xFree = release;
-    return sqlite3_config(SQLITE_CONFIG_MALLOC, &methods) == SQLITE_OK;
-}
-constexpr bool runtime_too = false;
-
-} // namespace
-
-#else
-
-using test::next;
-
-extern "C" {
-void *malloc(std::size_t size) {
-    static const auto system = next(malloc, "malloc");
-    return fails() ? nullptr : counted(system(size));
-}
-void *calloc(std::size_t count, std::size_t size) {
-    static const auto system = next(calloc, "calloc");
-    return fails() ? nullptr : counted(system(count, size));
-}
-void *realloc(void *memory, std::size_t size) {
-    static const auto system = next(realloc, "realloc");
-    void *grown = fails() ? nullptr : system(memory, size);
-    return memory == nullptr ? counted(grown) : grown;
-}
-void free(void *memory) {
-    static const auto system = next(free, "free");
-    held -= watched && memory != nullptr ? 1 : 0;
-    system(memory);
-}
-}
-
-// Not watched.
-void *operator new(std::size_t size) {
-    static const auto system = next(malloc, "malloc");
-    return system(size);
-}
-void operator delete(void *memory) noexcept {
-    static const auto system = next(free, "free");
-    system(memory);
-}
-void operator delete(void *memory, std::size_t /*size*/) noexcept {
-    operator delete(memory);
-}
-
-namespace {
-
-bool take_memory() {
-    return true;
-}
-constexpr bool runtime_too = true;
-
-} // namespace
-
-#endif
-
-namespace {
-
-// Before anything else uses SQLite: without lookaside memory, so that small allocations are counted too.
-const bool configured = take_memory() && sqlite3_config(SQLITE_CONFIG_LOOKASIDE, 0, 0) == SQLITE_OK;
-
-void watch(int until_failure, bool goes_on) {
-    failed = false;
-    held = 0;
-    failing_goes_on = goes_on;
-    allocations_until_failure = until_failure;
-    watched = true;
-}
-void stop_watching() {
-    watched = false;
-}
-
-} // namespace
-
-// The configuration gives every default, and nobody waits for a daemon.
-int Get_Profile_String(const char *, const char *, const char *text, char *buffer, int size) {
-    return std::snprintf(buffer, static_cast<std::size_t>(size), "%s", text);
-}
+// Nobody waits for a daemon.
 extern "C" int clock_nanosleep(clockid_t, int, const timespec *, timespec *) {
     return 0;
 }
@@ -162,15 +35,16 @@ INSTANTIATE_TEST_SUITE_P(Store, Memory, testing::ValuesIn(operations_to_try()),
                          [](const auto &of) { return name_of(of.param); });
 
 void Memory::run_out(const OperationOfTable &of, int step, const std::string &changed) {
-    ASSERT_TRUE(configured);
+    ASSERT_TRUE(memory_is_taken);
     Trial trial(of, changed);
     int injected = 0;
     for (const bool goes_on : {false, true}) {
-        failed = true;
+        bool failed = true;
         for (int at = 1; failed; at += step) {
             SCOPED_TRACE("allocation " + std::to_string(at) + (goes_on ? " and all that follow" : ""));
-            const bool succeeded = trial.attempt([&] { watch(at, goes_on); }, stop_watching);
-            EXPECT_EQ(held, 0);
+            const bool succeeded = trial.attempt([&] { begin_shortage(at, goes_on); }, end_shortage);
+            failed = memory_ran_out();
+            EXPECT_EQ(allocations_held(), 0);
             EXPECT_TRUE(failed || succeeded);
             injected += failed ? 1 : 0;
             if (HasFailure()) {
@@ -214,23 +88,29 @@ const char *const log_file = "/tmp/log";
 
 class MemoryOfServices : public StoreTest {
 protected:
-    // Lets memory run out in the work, each time after the preparation.
+    // Lets memory run out in the work, each time after the preparation; in a child where that may end the process.
     static void run_out(const std::function<void()> &prepare, const std::function<void()> &work,
-                        const std::function<void()> &check) {
+                        const std::function<void()> &check, int exit_status = 0) {
         int injected = 0;
         for (const bool goes_on : {false, true}) {
-            failed = true;
+            bool failed = true;
             for (int at = 1; failed && !HasFailure(); at += effort(61, 17, 1)) {
                 SCOPED_TRACE("allocation " + std::to_string(at) + (goes_on ? " and all that follow" : ""));
                 prepare();
-                watch(at, goes_on);
-                work();
-                stop_watching();
+                const auto attempt = [&] {
+                    begin_shortage(at, goes_on);
+                    work();
+                    end_shortage();
+                };
+                const Outcome outcome = exit_status != 0 ? in_child(attempt) : (attempt(), Outcome{});
+                failed = memory_ran_out();
+                EXPECT_TRUE(outcome.status == exit_status || (outcome.status == 0 && allocations_held() == 0))
+                    << allocations_held() << outcome.errors;
                 check();
                 injected += failed ? 1 : 0;
             }
         }
-        EXPECT_TRUE(injected > 0 || !runtime_too);
+        EXPECT_TRUE(injected > 0 || !runtime_runs_out);
         tally("allocations that failed", injected);
     }
     ~MemoryOfServices() override { fs::remove_all("/share/Download"); }
@@ -270,18 +150,54 @@ TEST_F(MemoryOfServices, RunsOutWhileTasksAreRemoved) {
         });
 }
 
+// A log file that cannot be opened ends the process.
 TEST_F(MemoryOfServices, RunsOutWhileALogFileIsWritten) {
+    setenv("TZ", "UTC", 1);
+    tzset(); // the runtime keeps what it knows of the zone
+    run_out([] { std::remove(log_file); },
+            [] {
+                err_setdest(log_file, LOGDEST_LOGFILE);
+                err_log(1, ~0U, "%s\n", "a message");
+                err_setdest(nullptr, LOGDEST_STDERR);
+            },
+            [] {
+                const std::string text = content(log_file);
+                EXPECT_TRUE(text.empty() || text.ends_with(": a message\n")) << text;
+            },
+            EXIT_FAILURE);
+}
+
+// A setting is the one that was stored, none, or the one that is being stored; the mail is whole and goes where it
+// should, or fails.
+TEST_F(MemoryOfServices, RunsOutWhileSettingsAreReadAndStoredAndMailIsSent) {
+    const std::string before = "# settings\n[BTDownload]\nFolder = before\n[Alert]\nMail To = anna\n"
+                               "Mail Program = /tmp/sendmail\n";
+    char text[100], missing[100];
+    int stored = 0, mailed = 0;
     run_out(
-        [] {
-            std::remove(log_file);
-            err_setdest(log_file, LOGDEST_LOGFILE); // would end the process, with status 1
+        [&] {
+            write_file(profile, before);
+            ASSERT_TRUE(add_access_list(profile));
+            install_sendmail();
+            fs::remove("/tmp/mail");
         },
-        [] { err_log(1, ~0U, "%s\n", "a message"); },
-        [] {
-            err_setdest(nullptr, LOGDEST_STDERR);
-            const std::string text = content(log_file);
-            EXPECT_TRUE(text.empty() || text.ends_with(": a message\n")) << text;
+        [&] {
+            Get_Profile_String("BTDownload", "Folder", "default", text, sizeof text);
+            Get_Profile_String("BTDownload", "Other", "default", missing, sizeof missing);
+            mailed = Send_Alert_Mail("nas", "message", nullptr);
+            stored = Set_Profile_String("BTDownload", "Folder", "n\xc3\xa9w");
+        },
+        [&] {
+            EXPECT_TRUE(std::string(text) == "before" || text[0] == '\0') << text;
+            EXPECT_TRUE(std::string(missing) == "default" || missing[0] == '\0') << missing;
+            EXPECT_EQ(content("/tmp/mail").ends_with("\n\nmessage\n"), mailed == 0);
+            EXPECT_TRUE(mailed != 0 || content("/tmp/arguments") == "-oi -- anna ");
+            std::string after = before;
+            EXPECT_EQ(content(profile),
+                      stored != 0 ? before : after.replace(after.find("before"), 6, "\"n\\xc3\\xa9w\""));
+            EXPECT_EQ(std::distance(fs::directory_iterator(directory), {}), 1) << "the file alone";
         });
+    fs::remove(profile);
 }
 
 } // namespace
