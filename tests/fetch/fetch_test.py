@@ -287,7 +287,6 @@ class DaemonTest(Daemon):
 
     def test_killed_at_any_moment(self):
         os.mkdir("/share/Films")
-        os.symlink("/mnt/small", "/share/Small")
         sql("CREATE TABLE done(task)")
         sql("CREATE TRIGGER count AFTER UPDATE OF task_state ON HTTP_FTP_TASK WHEN NEW.task_state = 3 "
             "BEGIN INSERT INTO done VALUES(NEW.task_id); END")

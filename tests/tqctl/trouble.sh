@@ -1,4 +1,4 @@
-# A lock, a damaged page, a full disk, Ctrl-C, a reader that goes: each is named for what it is and leaves nothing.
+# A lock, a damaged page, Ctrl-C, an output that cannot be written, a reader that goes: each is named for what it is and leaves nothing.
 fresh
 hash=0123456789abcdef0123456789abcdef01234567
 for i in $(seq 30); do echo "INSERT INTO BT_TASK (task_torrent_name, task_state) VALUES ('$(printf '%0600d' "$i")', 1);"; done >rows
@@ -61,17 +61,7 @@ cmp damaged.db "$database" && status "$tqctl" doctor --fix 2>&1 | sed -E 's/-fix
 "$tqctl" doctor | cut -f 1,2 | sort -u
 cp whole "$database"
 
-say 'A full disk.'
-cd /mnt/small && head -c 2000000 /dev/zero >filler 2>/dev/null || true
-tq backup /mnt/small/copy.db
-TMPDIR=/mnt/small tq list --json --page 1 >/dev/null
-ls /mnt/small
-cd /tmp && rm /mnt/small/*
-mv /mnt/HDA_ROOT /mnt/aside && ln -s small /mnt/HDA_ROOT && fresh
-head -c 2000000 /dev/zero >/mnt/small/filler 2>/dev/null || true
-tq add --hash $hash
-tq list --kind bt
-rm /mnt/HDA_ROOT /mnt/small/* && mv /mnt/aside /mnt/HDA_ROOT
+say 'An output that cannot be written.'
 into() { "$tqctl" "${@:2}" >&"$1"; }
 exec 8>/dev/full
 for command in 'list --json' --help "add --hash ${hash/0/1}" export; do status into 8 $command; done
