@@ -40,6 +40,7 @@ tq account list
 tq account list --json --enable 1
 tq account list --show-passwords --columns id,password
 tq account set 2 --user "v'" --enable 7
+tq account set 3 --host j
 printf 'changed' | status "$tqctl" account set 3 --password
 tq account list --show-passwords
 tq account add --host h --user u secret

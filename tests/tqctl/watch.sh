@@ -27,9 +27,9 @@ script -qfec "stty cols 60 rows 9 && echo \$\$ >shell && exec '$tqctl' watch 600
 until_it_says 'down 12' typescript
 printf b >&9 && until_it_says 'tasks, down 7' typescript
 printf h >&9 && until_it_says 'task, down 5' typescript
-printf a >&9 && until [[ $(grep -c 'down 12' typescript) -ge 2 ]]; do sleep 0.05; done
+printf a >&9 && until_it_says 'down 12' typescript 2
 kill -WINCH "$(cat shell)"
-until [[ $(grep -c 'down 12' typescript) -ge 3 ]]; do sleep 0.05; done
+until_it_says 'down 12' typescript 3
 printf q >&9 && wait $! && exec 9>&-
 
 say 'Ctrl-C ends it, and so does a reader that goes.'
