@@ -3,6 +3,7 @@
 #include "platform.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <dirent.h>
@@ -31,10 +32,10 @@ bool is_own_file(const Descriptor &file) {
 } // namespace
 
 std::string download_folder() {
-    std::string folder(1024, '\0');
-    const int size = static_cast<int>(folder.size());
-    Get_Profile_String("BTDownload", "HTTP_FTP Download Folder", "Download", folder.data(), size);
-    return folder.c_str();
+    std::array<char, 1024> folder{};
+    Get_Profile_String("BTDownload", "HTTP_FTP Download Folder", "Download", folder.data(),
+                       static_cast<int>(folder.size()));
+    return folder.data();
 }
 
 Descriptor open_folder(const std::string &folder) {

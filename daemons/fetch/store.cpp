@@ -51,7 +51,7 @@ std::string free_name(int32_t task, const std::string &wanted, const std::string
     }
     const auto others = names_of_others(task);
     for (int number = 1; others && number <= names_tried; ++number) {
-        const std::string name = numbered(wanted, number);
+        std::string name = numbered(wanted, number);
         const bool ours = load_source(folder, name).task == task;
         const bool taken = exists(folder, name) || exists(target, name) || others->contains(name) ||
                            (!ours && (exists(folder, partial_name(name)) || exists(folder, info_name(name))));

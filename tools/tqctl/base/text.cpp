@@ -210,7 +210,7 @@ std::string fitted(std::string_view text, std::size_t width, bool right) {
 
 std::string human_bytes(std::int64_t bytes) {
     constexpr std::array units{"B", "KiB", "MiB", "GiB", "TiB", "PiB", "EiB"};
-    double amount = static_cast<double>(bytes);
+    auto amount = static_cast<double>(bytes);
     std::size_t unit = 0;
     while ((amount >= 1023.95 || amount <= -1023.95) && unit + 1 < units.size()) {
         amount /= 1024;

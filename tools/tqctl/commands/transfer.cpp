@@ -54,7 +54,7 @@ std::string backup(const std::string &path) {
         }
         copy.write(bytes);
     }
-    const std::string damage = damage_of(database);
+    std::string damage = damage_of(database);
     database.run("COMMIT");
     if (!copy.keep()) {
         throw Failure(Exit::failed, path + " is there already; nothing is written over it");

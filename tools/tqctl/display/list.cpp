@@ -160,10 +160,11 @@ Sheet List::sheet(const Connection &database, const std::vector<Part> &parts, co
     }
     const auto hidden = [&](std::string_view title) -> int {
         auto source = find_source(parts, title);
-        if (source) {
-            sources.push_back(*std::move(source));
+        if (!source) {
+            return -1;
         }
-        return source ? static_cast<int>(sources.size()) - 1 : -1;
+        sources.push_back(*std::move(source));
+        return static_cast<int>(sources.size()) - 1;
     };
     const int status = style.color ? hidden("status") : -1;
     const int down = sums != nullptr ? hidden("download_rate") : -1;

@@ -17,7 +17,7 @@ namespace {
 // Folders count from "/share/", also those that are written with it.
 std::string folder(const Column &column, const std::string &value) {
     constexpr std::string_view share = "/share/";
-    const std::string relative = value.starts_with(share) ? value.substr(share.size()) : value;
+    std::string relative = value.starts_with(share) ? value.substr(share.size()) : value;
     const auto parts = split(relative, '/');
     if (relative.starts_with('/') || std::ranges::find(parts, "..") != parts.end()) {
         refuse(column, "a folder lies below /share/ and is named from there on, as in Multimedia/Films");
