@@ -29,10 +29,8 @@ for command in $(commands ''); do
     check $command
     for part in $(sed -n '/^[A-Z].*:$/h; /^  [a-z]/{G; /Commands:\|COMMANDS:/s/^  \([a-z]*\).*/\1/p}' text); do check "$command $part"; done
 done
-say 'What the manual page says of options is so.'
-for option in $(grep -oE -- '--[a-z-]+' <<<"$manual" | sort -u); do
-    [[ -v known[$option] ]] || echo "only in the manual page: $option"
-done
+say 'The manual page has the options that there are, and no others.'
+diff <(printf '%s\n' "${!known[@]}" | sort) <(grep -oE -- '--[a-z-]+' <<<"$manual" | sort -u)
 
 "$tqctl" help | cmp - <("$tqctl" --help)
 "$tqctl" help rss mark | cmp - <("$tqctl" rss mark --help)
