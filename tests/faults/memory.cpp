@@ -14,8 +14,6 @@ namespace {
 std::atomic<bool> watched = false;
 std::atomic<int> allocations_until_failure = 0; // 0: none fails, or all do
 std::atomic<bool> failing_goes_on = false;
-thread_local bool own = false;
-
 // The outcome in a child process is the parent's to see.
 struct Outcome {
     std::atomic<bool> failed = false;
@@ -25,7 +23,7 @@ Outcome &outcome =
     *new (mmap(nullptr, sizeof(Outcome), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0)) Outcome;
 
 bool fails() {
-    if (!watched || own) {
+    if (!watched) {
         return false;
     }
     const int left = allocations_until_failure.fetch_sub(1);
@@ -38,14 +36,14 @@ bool fails() {
 }
 
 void *counted(void *memory) {
-    if (watched && !own && memory != nullptr) {
+    if (watched && memory != nullptr) {
         ++outcome.held;
     }
     return memory;
 }
 
 void forget(const void *memory) {
-    if (watched && !own && memory != nullptr) {
+    if (watched && memory != nullptr) {
         --outcome.held;
     }
 }
@@ -64,14 +62,6 @@ void begin_shortage(int at, bool goes_on) {
 
 void end_shortage() {
     watched = false;
-}
-
-OwnMemory::OwnMemory() {
-    own = true;
-}
-
-OwnMemory::~OwnMemory() {
-    own = false;
 }
 
 bool memory_ran_out() {

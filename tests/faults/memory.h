@@ -15,15 +15,6 @@ extern const bool memory_is_taken;
 void begin_shortage(int at, bool goes_on);
 void end_shortage();
 
-// While one exists, the test takes memory for itself.
-class OwnMemory {
-public:
-    OwnMemory();
-    OwnMemory(const OwnMemory &) = delete;
-    OwnMemory &operator=(const OwnMemory &) = delete;
-    ~OwnMemory();
-};
-
 // Since the beginning, also in a child that has called it: whether any allocation failed, and how many are not freed.
 bool memory_ran_out();
 int allocations_held();

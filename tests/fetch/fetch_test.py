@@ -93,7 +93,7 @@ class Daemon(unittest.TestCase):
         servers.set_pace(slow=True)
         tqctl("init")
         self.daemon = None
-        self.addCleanup(self.kill)
+        self.addCleanup(self.end)
 
     def start(self, *options):
         self.log = open("/tmp/log", "w")
@@ -104,6 +104,15 @@ class Daemon(unittest.TestCase):
         if self.daemon and self.daemon.poll() is None:
             self.daemon.kill()
             self.daemon.wait()
+
+    def end(self):
+        """In the orderly way, whatever it does at that moment."""
+        if self.daemon and self.daemon.poll() is None:
+            self.daemon.send_signal(signal.SIGTERM)
+            try:
+                self.assertEqual(self.daemon.wait(15), 0)
+            finally:
+                self.kill()
 
     def until(self, condition, *arguments):
         end = time.monotonic() + PATIENCE
@@ -170,8 +179,7 @@ class DaemonTest(Daemon):
             self.until(finished, task)
             servers.set_pace(slow=True)
             self.expect(name)
-            self.daemon.send_signal(signal.SIGTERM)
-            self.assertEqual(self.daemon.wait(5), 0)
+            self.end()
             self.assertEqual(below(), ["Download/" + name])
             (DOWNLOADS / name).unlink()
         self.assertGreater(sum("Range" in headers for _, headers in Hostile.seen), 1)
