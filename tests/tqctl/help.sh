@@ -21,6 +21,7 @@ check() {
     [[ -z $1 ]] || grep -qE "(^|[^a-z])$1([^a-z]|\$)" <<<"$manual" || echo "not in the manual page: $1"
     [[ $(completed $1 -- | tr ' ' '\n' | grep -- -- | sort | paste -sd ' ') == "$options" ]] || echo "completed otherwise: $1"
     for option in $options; do known[$option]=1; done
+    cat text >>all
 }
 
 declare -A known
@@ -43,3 +44,6 @@ mkdir trap && cd trap && touch '$(touch ran)' '`touch ran`' && printf '#!/bin/sh
 completed add --input '$' >/dev/null
 COMP_WORDS=(./tqctl li) COMP_CWORD=1 COMPREPLY=() && _tqctl ./tqctl
 ls
+
+say 'All of it, to be read when it changes.'
+cat ../all
