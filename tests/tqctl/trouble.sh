@@ -19,7 +19,7 @@ database.rollback()' "$database" "$1" &
 }
 all=(list 'show bt:1' "show $hash" count "add --hash $hash" 'set bt:1 --folder f' 'pause http:1' 'forget bt:2' 'files bt:1'
     'rss items' 'job add --name n' init 'backup copy.db' export 'recover' 'remove bt:1 --yes' 'watch --rounds 1'
-    'doctor' 'import -')
+    'doctor' 'import -' 'clear --yes' 'info bt:1' session 'rss mark 1' 'account set 1 --enable 0')
 
 say 'A lock that passes is waited for, with a word after two seconds.'
 hold 2.6
