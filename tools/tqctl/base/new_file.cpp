@@ -1,6 +1,7 @@
 #include "base/new_file.h"
 
 #include "base/failure.h"
+#include "base/signals.h"
 
 #include <cerrno>
 #include <cstring>
@@ -21,15 +22,6 @@ std::string directory_of(const std::string &path) {
     return slash == std::string::npos ? "." : path.substr(0, slash + 1);
 }
 
-sigset_t ending_signals() {
-    sigset_t signals;
-    sigemptyset(&signals);
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
-        sigaddset(&signals, signal);
-    }
-    return signals;
-}
-
 } // namespace
 
 NewFile::NewFile(std::string path) : path_(std::move(path)) {
@@ -40,7 +32,7 @@ NewFile::NewFile(std::string path) : path_(std::move(path)) {
     constexpr mode_t owner_alone = S_IRUSR | S_IWUSR;
     descriptor_ = open(directory_of(path_).c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, owner_alone);
     if (descriptor_ < 0 && (errno == EOPNOTSUPP || errno == EISDIR || errno == EINVAL)) {
-        const sigset_t ending = ending_signals();
+        const sigset_t ending = signal_set({SIGINT, SIGTERM, SIGHUP});
         sigprocmask(SIG_BLOCK, &ending, &signals_before_);
         named_ = true;
         descriptor_ = open(path_.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, owner_alone);

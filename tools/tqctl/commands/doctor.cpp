@@ -85,37 +85,19 @@ bool has_write_ahead_log(const std::string &path) {
     return header[18] == 2 || header[19] == 2;
 }
 
-// A journal belongs to somebody who is writing, or it is what a killed program left. That is either to be rolled back
-// first, which SQLite says, or was not yet or no more in use. Returns whether the file can be looked into.
+// Returns whether the file can be looked into.
 bool check_journal(Findings &findings, const std::string &path) {
-    sqlite3 *handle = nullptr;
-    const int opened = sqlite3_open_v2(path.starts_with('/') ? path.c_str() : ("./" + path).c_str(), &handle,
-                                       SQLITE_OPEN_READONLY, nullptr);
-    const std::unique_ptr<sqlite3, decltype(&sqlite3_close)> owner(handle, sqlite3_close);
-    if (opened == SQLITE_OK) {
-        sqlite3_extended_result_codes(handle, 1);
-        sqlite3_exec(handle, "PRAGMA schema_version", nullptr, nullptr, nullptr);
-    }
-    const int code = sqlite3_extended_errcode(handle);
-    int writing = 0;
-    sqlite3_file *file = nullptr;
-    if (opened == SQLITE_OK && sqlite3_file_control(handle, "main", SQLITE_FCNTL_FILE_POINTER, &file) == SQLITE_OK &&
-        file->pMethods != nullptr) {
-        file->pMethods->xCheckReservedLock(file, &writing);
-    }
-    struct stat status {};
-    const bool journal = stat((path + "-journal").c_str(), &status) == 0;
-    if (code == SQLITE_READONLY_ROLLBACK || (journal && code == SQLITE_CANTOPEN)) {
+    const Connection::Journal journal = Connection::journal(path);
+    if (journal == Connection::Journal::left_behind) {
         findings.fault("journal", "left behind by a program that was killed; the next call of the library that reads "
                                   "puts the file in order, and then the rest can be checked");
-        return false;
-    }
-    if (journal && writing == 0) {
+    } else if (journal == Connection::Journal::unused) {
         findings.note("journal", "an unused one is there, with nothing in it to be rolled back");
     } else {
-        findings.ok("journal", journal ? "there is one, of a program that is writing" : "none left behind");
+        findings.ok("journal", journal == Connection::Journal::none ? "none left behind"
+                                                                    : "there is one, of a program that is writing");
     }
-    return true;
+    return journal != Connection::Journal::left_behind;
 }
 
 void check_integrity(Findings &findings, const Connection &database) {

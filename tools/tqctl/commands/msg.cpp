@@ -1,6 +1,7 @@
 // The message queue to the torrent daemon: tqctl msg.
 #include "base/failure.h"
 #include "base/output.h"
+#include "base/signals.h"
 #include "commands/commands.h"
 #include "display/sheet.h"
 #include "options/options.h"
@@ -112,10 +113,7 @@ bool print_next() {
 }
 
 void follow() {
-    sigset_t ending;
-    sigemptyset(&ending);
-    sigaddset(&ending, SIGINT);
-    sigaddset(&ending, SIGTERM);
+    const sigset_t ending = signal_set({SIGINT, SIGTERM});
     sigprocmask(SIG_BLOCK, &ending, nullptr); // they are noticed between two messages, never within one
     for (;;) {
         const bool more = print_next();

@@ -69,8 +69,7 @@ std::string statement_for(const std::vector<Part> &parts, const std::vector<Sour
         for (const Source &source : sources) {
             out += (&source == sources.data() ? "" : ", ") + source.expressions[part];
         }
-        out += " FROM " + std::string(parts[part].table->name);
-        out += parts[part].where.empty() ? "" : " WHERE " + parts[part].where;
+        out += parts[part].from();
     }
     return out;
 }
@@ -89,6 +88,10 @@ void bind_all(Statement &statement, const std::vector<Part> &parts) {
 std::string in_words(const Sums &sums) {
     return std::to_string(sums.rows) + (sums.rows == 1 ? " task, down " : " tasks, down ") + human_bytes(sums.down) +
            "/s, up " + human_bytes(sums.up) + "/s";
+}
+
+std::string Part::from() const {
+    return " FROM " + std::string(table->name) + (where.empty() ? "" : " WHERE " + where);
 }
 
 Defaults defaults_of(const Table &table) {
@@ -223,8 +226,7 @@ void List::print_records(const Connection &database, const std::vector<Part> &pa
             computed +=
                 column.name.empty() ? ", " + std::string(column.expression) + " AS " + std::string(column.title) : "";
         }
-        Statement statement(database, "SELECT *" + computed + " FROM " + std::string(table.name) +
-                                          (part.where.empty() ? "" : " WHERE " + part.where));
+        Statement statement(database, "SELECT *" + computed + part.from());
         bind_all(statement, {part});
         std::vector<Shown> shown;
         for (int i = 0; i < statement.columns(); ++i) {

@@ -19,6 +19,8 @@ struct Part {
     const Table *table;
     std::string where{}; // a condition with a ? for each value; empty for all rows
     std::vector<Cell> values{};
+
+    std::string from() const; // " FROM ... WHERE ..."
 };
 
 // What a list shows unless told otherwise: titles with spaces between.

@@ -142,6 +142,21 @@ Connection Connection::memory() {
     return {":memory:", SQLITE_OPEN_READWRITE | SQLITE_OPEN_MEMORY, {}};
 }
 
+Connection::Journal Connection::journal(const std::string &path) {
+    const Connection connection(path, SQLITE_OPEN_READONLY, {});
+    const int result = sqlite3_exec(connection.handle(), "PRAGMA schema_version", nullptr, nullptr, nullptr);
+    sqlite3_file *file = nullptr;
+    int writing = 0;
+    sqlite3_file_control(connection.handle(), "main", SQLITE_FCNTL_FILE_POINTER, &file);
+    file->pMethods->xCheckReservedLock(file, &writing);
+    struct stat status {};
+    const bool there = stat((path + "-journal").c_str(), &status) == 0;
+    return result == SQLITE_READONLY_ROLLBACK || (there && (result & 0xFF) == SQLITE_CANTOPEN) ? Journal::left_behind
+           : !there                                                                            ? Journal::none
+           : writing != 0                                                                      ? Journal::written
+                                                                                               : Journal::unused;
+}
+
 void Connection::run(const char *statement) const {
     state_->query_ends = Clock::now() + longest_query;
     if (const int result = sqlite3_exec(handle(), statement, nullptr, nullptr, nullptr); result != SQLITE_OK) {

@@ -37,6 +37,11 @@ public:
     static Connection write(const std::string &path = device_database(), Patience patience = {});
     static Connection memory();
 
+    // What the journal beside a file is: a program writes it, has left it behind so that it must be rolled back, or has
+    // left nothing in it. Changes nothing.
+    enum class Journal { none, written, left_behind, unused };
+    static Journal journal(const std::string &path);
+
     void run(const char *statement) const;
     bool has_table(std::string_view name) const;
     sqlite3 *handle() const { return handle_.get(); }

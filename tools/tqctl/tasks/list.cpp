@@ -75,8 +75,7 @@ void count(const Connection &database, const Table *kind, const Filter *only) {
     const auto counted = [&](const Filter &filter) {
         std::int64_t rows = 0;
         for (const Part &part : parts_of(kind, filter)) {
-            Statement count(database, "SELECT count(*) FROM " + std::string(part.table->name) +
-                                          (part.where.empty() ? "" : " WHERE " + part.where));
+            Statement count(database, "SELECT count(*)" + part.from());
             count.next();
             rows += count.number(0);
         }

@@ -294,7 +294,7 @@ void add_clear(CLI::App &app) {
         std::vector<Task> tasks;
         const Connection database = Connection::read();
         for (const Part &part : parts_of(*kind, filter_named("finished"))) {
-            Statement rows(database, "SELECT task_id FROM " + std::string(part.table->name) + " WHERE " + part.where);
+            Statement rows(database, "SELECT task_id" + part.from());
             while (rows.next()) {
                 tasks.push_back({part.table, static_cast<std::int32_t>(rows.number(0))});
             }

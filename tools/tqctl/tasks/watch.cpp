@@ -1,4 +1,5 @@
 // The tasks as they change: tqctl watch.
+#include "base/signals.h"
 #include "tasks/commands.h"
 #include "tasks/task.h"
 
@@ -64,11 +65,7 @@ public:
     enum class What { nothing, redraw, suspend, end };
 
     Events() {
-        sigset_t set;
-        sigemptyset(&set);
-        for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGWINCH, SIGTSTP}) {
-            sigaddset(&set, signal);
-        }
+        const sigset_t set = signal_set({SIGINT, SIGTERM, SIGHUP, SIGWINCH, SIGTSTP});
         sigprocmask(SIG_BLOCK, &set, nullptr);
         descriptor_ = signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK);
         if (descriptor_ < 0) {
@@ -109,8 +106,7 @@ Sums sums_of(const Connection &database, const std::vector<Part> &parts) {
     for (const Part &part : parts) {
         const bool torrents = part.table == &bt_task_table;
         Statement row(database, std::string("SELECT count(*), total(task_download_rate), ") +
-                                    (torrents ? "total(task_upload_rate)" : "0") + " FROM " +
-                                    std::string(part.table->name) + (part.where.empty() ? "" : " WHERE " + part.where));
+                                    (torrents ? "total(task_upload_rate)" : "0") + part.from());
         row.next();
         sums.rows += row.number(0);
         sums.down += row.number(1);
