@@ -154,7 +154,7 @@ void run(const std::vector<std::string> &given) {
     app.get_formatter()->label("SUBCOMMANDS", "COMMAND");
     app.option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::Throw);
     app.require_subcommand(1);
-    app.set_version_flag("--version", std::string("tqctl " TQCTL_VERSION " (SQLite ") + sqlite3_libversion() + ")",
+    app.set_version_flag("--version", concat("tqctl " TQCTL_VERSION " (SQLite ", sqlite3_libversion(), ")"),
                          "Print the version");
     app.group("Commands"); // and so of all that follow, until they are sorted
     add_commands(app, "Tasks",

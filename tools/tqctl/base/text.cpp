@@ -205,7 +205,7 @@ std::string fitted(std::string_view text, std::size_t width, bool right) {
         length += std::max<std::size_t>(character.length, 1);
     }
     const std::string padding(width - taken, ' ');
-    return (right ? padding : "") + std::string(text.substr(0, length)) + (right ? "" : padding);
+    return concat(right ? padding : "", text.substr(0, length), right ? "" : padding);
 }
 
 std::string human_bytes(std::int64_t bytes) {

@@ -9,9 +9,25 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <vector>
 
 namespace tqctl {
+
+// Texts, characters and whole numbers one after the other.
+template <class... Parts> std::string concat(const Parts &...parts) {
+    std::string out;
+    const auto add = [&out](const auto &part) {
+        using Type = std::decay_t<decltype(part)>;
+        if constexpr (std::is_integral_v<Type> && !std::is_same_v<Type, char>) {
+            out += std::to_string(part);
+        } else {
+            out += part;
+        }
+    };
+    (add(parts), ...);
+    return out;
+}
 
 // What the reader of the output understands beyond ASCII.
 enum class Charset { ascii, utf8 };

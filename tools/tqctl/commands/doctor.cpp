@@ -72,8 +72,8 @@ void check_surroundings(Findings &findings) {
                                         ": every user of the machine may replace the database");
     }
     if (stat(configuration_file, &status) == 0 && (status.st_mode & S_IWOTH) != 0) {
-        findings.fault("settings", std::string(configuration_file) + " has mode " + octal(status.st_mode) +
-                                       ": every user of the machine may change it");
+        findings.fault("settings", concat(configuration_file, " has mode ", octal(status.st_mode),
+                                          ": every user of the machine may change it"));
     }
 }
 
@@ -158,7 +158,7 @@ std::vector<const Table *> check_tables(Findings &findings, std::map<std::string
             sound.push_back(table);
         } else {
             findings.fault("tables",
-                           std::string(table->name) + " has other columns than it should: " + found->second.statement);
+                           concat(table->name, " has other columns than it should: ", found->second.statement));
         }
         objects.erase(found);
     }
@@ -210,13 +210,11 @@ void check_foreign(Findings &findings, const std::map<std::string, Object> &obje
 std::string rows_with(const Connection &database, const Table &table, const std::string &condition,
                       const std::string &meaning) {
     const std::string id(table.id().name);
-    Statement found(database,
-                    "SELECT count(*), min(" + id + ") FROM " + std::string(table.name) + " WHERE " + condition);
+    Statement found(database, concat("SELECT count(*), min(", id, ") FROM ", table.name, " WHERE ", condition));
     if (!found.next() || found.number(0) == 0) {
         return {};
     }
-    return std::string(table.name) + ": " + std::to_string(found.number(0)) + " " + meaning + "; the first has " + id +
-           " " + std::string(found.text(1));
+    return concat(table.name, ": ", found.number(0), " ", meaning, "; the first has ", id, " ", found.text(1));
 }
 
 void check_rows(Findings &findings, const Connection &database, const char *check, const Table &table,
@@ -230,10 +228,9 @@ void check_texts(Findings &findings, const Connection &database, const Table &ta
     for (const Column &column : table.columns) {
         if (is_text(column.kind) && !column.name.empty()) {
             const std::string name(column.name);
-            check_rows(findings, database, "texts", table,
-                       "length(CAST(" + name + " AS BLOB)) >= " + std::to_string(column.width),
-                       "whose " + name + " is longer than the " + std::to_string(column.width - 1) +
-                           " bytes that a record holds, and is read truncated; set it anew, or remove the row");
+            check_rows(findings, database, "texts", table, concat("length(CAST(", name, " AS BLOB)) >= ", column.width),
+                       concat("whose ", name, " is longer than the ", column.width - 1,
+                              " bytes that a record holds, and is read truncated; set it anew, or remove the row"));
         }
     }
 }
@@ -241,12 +238,12 @@ void check_texts(Findings &findings, const Connection &database, const Table &ta
 void check_identifiers(Findings &findings, const Connection &database, const Table &table) {
     constexpr std::int64_t most = std::numeric_limits<std::int32_t>::max();
     const std::string id(table.id().name);
-    check_rows(findings, database, "identifiers", table, id + " NOT BETWEEN 1 AND " + std::to_string(most),
-               "with an identifier that is not from 1 to " + std::to_string(most) +
-                   ", which no command reaches; SQLite's own shell can delete it");
+    check_rows(findings, database, "identifiers", table, concat(id, " NOT BETWEEN 1 AND ", most),
+               concat("with an identifier that is not from 1 to ", most,
+                      ", which no command reaches; SQLite's own shell can delete it"));
     Statement next(database, "SELECT max(seq) FROM sqlite_sequence WHERE name = ?", {std::string(table.name)});
     if (next.next() && next.number(0) >= most) {
-        findings.fault("identifiers", std::string(table.name) + ": the next one will be above " + std::to_string(most));
+        findings.fault("identifiers", concat(table.name, ": the next one will be above ", most));
     }
 }
 
@@ -270,8 +267,8 @@ void check_processes(Findings &findings, const Connection &database) {
     while (tasks.next()) {
         const std::int64_t pid = tasks.number(1);
         if (pid > std::numeric_limits<pid_t>::max() || (kill(static_cast<pid_t>(pid), 0) != 0 && errno == ESRCH)) {
-            findings.fault("processes", "http:" + std::to_string(tasks.number(0)) + " is downloaded by process " +
-                                            std::to_string(pid) + ", which is gone; tqctl recover");
+            findings.fault("processes", concat("http:", tasks.number(0), " is downloaded by process ", pid,
+                                               ", which is gone; tqctl recover"));
         }
     }
 }
@@ -375,9 +372,8 @@ void doctor(const Options &options) {
     }
     findings.print(options.list.style());
     if (findings.faults() > 0) {
-        throw Failure(Exit::failed, std::to_string(findings.faults()) +
-                                        (findings.faults() == 1 ? " fault" : " faults") +
-                                        (options.fix ? " left, not for --fix to put right" : ""));
+        throw Failure(Exit::failed, concat(findings.faults(), findings.faults() == 1 ? " fault" : " faults",
+                                           options.fix ? " left, not for --fix to put right" : ""));
     }
 }
 

@@ -1,5 +1,6 @@
 #include "commands/fix.h"
 
+#include "base/text.h"
 #include "store/write.h"
 
 #include <cerrno>
@@ -19,18 +20,16 @@ void take_from_others(const char *path, mode_t bits) {
 
 void delete_orphans(const Connection &database) {
     for (const Table *table : {&file_table, &info_table}) {
-        database.run(("DELETE FROM " + std::string(table->name) + " WHERE " + condition_of_orphans(*table)).c_str());
+        database.run(concat("DELETE FROM ", table->name, " WHERE ", condition_of_orphans(*table)));
     }
 }
 
 // The counter of a table whose rows have smaller identifiers goes on above the largest of them.
 void free_identifiers(const Connection &database) {
     for (const Table *table : all_tables()) {
-        const std::string largest =
-            "(SELECT coalesce(max(" + std::string(table->id().name) + "), 0) FROM " + std::string(table->name) + ")";
-        database.run(("UPDATE sqlite_sequence SET seq = " + largest + " WHERE name = '" + std::string(table->name) +
-                      "' AND seq >= 2147483647 AND " + largest + " < 2147483647")
-                         .c_str());
+        const std::string largest = concat("(SELECT coalesce(max(", table->id().name, "), 0) FROM ", table->name, ")");
+        database.run(concat("UPDATE sqlite_sequence SET seq = ", largest, " WHERE name = '", table->name,
+                            "' AND seq >= 2147483647 AND ", largest, " < 2147483647"));
     }
 }
 
@@ -66,7 +65,7 @@ std::string fix_database() {
     std::string copy = first;
     struct stat status {};
     for (int number = 2; lstat(copy.c_str(), &status) == 0; ++number) {
-        copy = first + "-" + std::to_string(number);
+        copy = concat(first, "-", number);
     }
     if (const std::string damage = backup(copy); !damage.empty()) {
         throw Failure(Exit::failed, damage + "; nothing was changed, and " + copy + " is a copy of what is there");

@@ -107,7 +107,7 @@ bool print_next() {
     try {
         print(told(message, '\t') + "\n");
     } catch (const Failure &failure) {
-        throw Failure(failure.exit(), std::string(failure.what()) + "; the message taken was: " + told(message, ' '));
+        throw Failure(failure.exit(), concat(failure.what(), "; the message taken was: ", told(message, ' ')));
     }
     return true;
 }
@@ -126,9 +126,8 @@ void follow() {
 
 void get(bool following) {
     if (queue_refuses(0777)) {
-        throw Failure(Exit::failed, std::string("the message queue hands nothing to this user: ") +
-                                        std::strerror(EACCES) +
-                                        "; one that a sender made is for root only (see tqctl msg clean --help)");
+        throw Failure(Exit::failed, concat("the message queue hands nothing to this user: ", std::strerror(EACCES),
+                                           "; one that a sender made is for root only (see tqctl msg clean --help)"));
     }
     err_debuglevel = 0; // an empty queue is told by the exit status
     if (following) {

@@ -68,8 +68,7 @@ void send(const std::string &message) {
         throw Failure(Exit::failed, "alert mails are switched off (tqctl notify set --email on)");
     }
     if (const std::int32_t result = tqv3_notification_send(message.c_str()); result != 0) {
-        throw Failure(Exit::failed,
-                      "the mail could not be sent (tqv3_notification_send: " + std::to_string(result) + ")");
+        throw Failure(Exit::failed, concat("the mail could not be sent (tqv3_notification_send: ", result, ")"));
     }
 }
 

@@ -50,7 +50,7 @@ std::string cell(char hour) {
 }
 
 std::string grid(const ScheduleRecord &schedule) {
-    std::string out = std::string("The schedule is ") + (schedule.enabled != 0 ? "on" : "off") + ".\n\n    ";
+    std::string out = concat("The schedule is ", schedule.enabled != 0 ? "on" : "off", ".\n\n    ");
     for (std::size_t hour = 0; hour < hours_of_day; hour += 3) {
         const std::string clock = (hour < 10 ? "0" : "") + std::to_string(hour);
         out += clock + std::string(hour + 3 < hours_of_day ? 4 : 0, ' ');

@@ -139,7 +139,7 @@ void write_export(const std::string &path, bool show_passwords) {
                 export_table(spool, database, *table, first, show_passwords);
                 first = false;
             } else {
-                warn("the table " + std::string(tables.text(0)) + " belongs to no command and is left out");
+                warn(concat("the table ", tables.text(0), " belongs to no command and is left out"));
             }
         }
         spool.add(export_end());
@@ -184,7 +184,7 @@ std::string read_input(const std::string &path) {
 // A row is refused that no command could reach, after which nothing could be added, or with a mask for a password.
 void check_row(const ExportedTable &table, std::size_t number, const Options &options) {
     const auto refuse = [&](const std::string &why) {
-        throw FormatError("row " + std::to_string(number + 1) + " of " + table.name + " " + why);
+        throw FormatError(concat("row ", number + 1, " of ", table.name, " ", why));
     };
     const auto &row = table.rows[number];
     const Cell *first = row.empty() ? nullptr : std::get_if<Cell>(&row.front());
@@ -229,11 +229,11 @@ Export understood(const std::string &json, const Options &options) {
 
 void create_missing(const Connection &database, const Table &table) {
     if (!database.has_table(table.name)) {
-        database.run(create_statement(table).c_str());
+        database.run(create_statement(table));
     }
     for (const Index &index : table.indexes) {
         if (!Statement(database, "SELECT 1 FROM sqlite_master WHERE name = ?", {std::string(index.name)}).next()) {
-            database.run(create_statement(table, index).c_str());
+            database.run(create_statement(table, index));
         }
     }
 }

@@ -86,12 +86,12 @@ void bind_all(Statement &statement, const std::vector<Part> &parts) {
 } // namespace
 
 std::string in_words(const Sums &sums) {
-    return std::to_string(sums.rows) + (sums.rows == 1 ? " task, down " : " tasks, down ") + human_bytes(sums.down) +
-           "/s, up " + human_bytes(sums.up) + "/s";
+    return concat(sums.rows, sums.rows == 1 ? " task, down " : " tasks, down ", human_bytes(sums.down), "/s, up ",
+                  human_bytes(sums.up), "/s");
 }
 
 std::string Part::from() const {
-    return " FROM " + std::string(table->name) + (where.empty() ? "" : " WHERE " + where);
+    return concat(" FROM ", table->name, where.empty() ? "" : " WHERE " + where);
 }
 
 Defaults defaults_of(const Table &table) {
@@ -175,7 +175,7 @@ Sheet List::sheet(const Connection &database, const std::vector<Part> &parts, co
     std::string order;
     const auto add_order = [&](Source source) {
         sources.push_back(std::move(source));
-        order += (order.empty() ? " ORDER BY " : ", ") + std::to_string(sources.size()) + (reverse_ ? " DESC" : "");
+        order += concat(order.empty() ? " ORDER BY " : ", ", sources.size(), reverse_ ? " DESC" : "");
     };
     if (!sort_.empty()) {
         add_order(known_source(parts, sort_, "--sort"));
@@ -187,8 +187,8 @@ Sheet List::sheet(const Connection &database, const std::vector<Part> &parts, co
     if (page_ || per_page_ || most) {
         const std::int64_t rows = per_page_.value_or(rows_on_page);
         const std::int64_t limit = page_ || per_page_ ? rows : static_cast<std::int64_t>(*most);
-        page = " LIMIT " + std::to_string(most ? std::min(limit, static_cast<std::int64_t>(*most)) : limit) +
-               " OFFSET " + std::to_string(rows * (page_.value_or(1) - 1));
+        page = concat(" LIMIT ", most ? std::min(limit, static_cast<std::int64_t>(*most)) : limit, " OFFSET ",
+                      rows * (page_.value_or(1) - 1));
     }
 
     Sheet sheet(std::move(shown), style);
@@ -223,8 +223,7 @@ void List::print_records(const Connection &database, const std::vector<Part> &pa
         const Table &table = *part.table;
         std::string computed;
         for (const Column &column : table.columns) {
-            computed +=
-                column.name.empty() ? ", " + std::string(column.expression) + " AS " + std::string(column.title) : "";
+            computed += column.name.empty() ? concat(", ", column.expression, " AS ", column.title) : "";
         }
         Statement statement(database, "SELECT *" + computed + part.from());
         bind_all(statement, {part});

@@ -147,8 +147,8 @@ std::string Sheet::json_row(const std::vector<Field> &fields) const {
     for (std::size_t i = 0; i < columns_.size(); ++i) {
         const std::string visible =
             style_.passwords ? std::string(fields[i].text) : without_secrets(fields[i].text, columns_[i].kind);
-        out += (i == 0 ? "" : ",") + std::string(record ? "\n  " : "") + json_text(columns_[i].title) +
-               (record ? ": " : ":") + json_value({visible, fields[i].null}, columns_[i].kind);
+        out += concat(i == 0 ? "" : ",", record ? "\n  " : "", json_text(columns_[i].title), record ? ": " : ":",
+                      json_value({visible, fields[i].null}, columns_[i].kind));
     }
     return out + (record ? "\n}" : "}");
 }
@@ -227,7 +227,7 @@ void Sheet::lay_out(const std::function<void(std::string_view)> &out) {
         const std::string indent(total() - widths_[kept.back()], ' ');
         while (columns_[kept.back()].wraps && !rest.empty()) {
             const std::size_t end = line_end(rest, widths_[kept.back()]);
-            out(std::string(color) + indent + std::string(rest.substr(0, end)) + (color.empty() ? "" : plain) + "\n");
+            out(concat(color, indent, rest.substr(0, end), color.empty() ? "" : plain, "\n"));
             rest.remove_prefix(std::min(rest.size(), rest.find_first_not_of(' ', end)));
         }
     };

@@ -133,13 +133,13 @@ ExportedTable table(const Json &json, std::size_t number) {
         table.columns.push_back(text(column, "a column of " + place));
     }
     for (const Json &row : array(member(json, "rows", place), "\"rows\" of " + place)) {
-        const std::string where = "row " + std::to_string(table.rows.size() + 1) + " of " + place;
+        const std::string where = concat("row ", table.rows.size() + 1, " of ", place);
         if (array(row, where).size() != table.columns.size()) {
             throw FormatError(where + " does not have a value for each column");
         }
         std::vector<ExportedCell> cells;
         for (const Json &value : row) {
-            cells.push_back(cell(value, "value " + std::to_string(cells.size() + 1) + " in " + where));
+            cells.push_back(cell(value, concat("value ", cells.size() + 1, " in ", where)));
         }
         table.rows.push_back(std::move(cells));
     }
@@ -169,21 +169,21 @@ Export read_export(std::string_view json) {
     for (const Json &each : array(member(document, "tables", "it"), "\"tables\"")) {
         result.tables.push_back(table(each, result.tables.size() + 1));
         if (!names.insert(result.tables.back().name).second) {
-            throw FormatError("table " + std::to_string(result.tables.size()) + " was there before");
+            throw FormatError(concat("table ", result.tables.size(), " was there before"));
         }
     }
     return result;
 }
 
 std::string export_start(bool masked) {
-    return std::string(R"({"format": ")") + format_name + R"(", "version": )" + std::to_string(format_version) +
-           R"(, "passwords": ")" + (masked ? "masked" : "shown") + R"(", "tables": [)";
+    return concat(R"({"format": ")", format_name, R"(", "version": )", format_version, R"(, "passwords": ")",
+                  masked ? "masked" : "shown", R"(", "tables": [)");
 }
 
 std::string table_start(bool first, const std::string &name, std::int64_t last_id,
                         const std::vector<std::string> &columns) {
-    return std::string(first ? "" : ",") + "\n{\"table\": " + dumped(name) +
-           ", \"last_id\": " + std::to_string(last_id) + ", \"columns\": " + dumped(columns) + ", \"rows\": [";
+    return concat(first ? "" : ",", "\n{\"table\": ", dumped(name), ", \"last_id\": ", last_id,
+                  ", \"columns\": ", dumped(columns), ", \"rows\": [");
 }
 
 std::string row_text(bool first, const std::vector<ExportedCell> &row) {

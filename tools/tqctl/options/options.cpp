@@ -8,8 +8,7 @@ namespace tqctl {
 std::int64_t read_number(const std::string &option, const std::string &text, std::int64_t least, std::int64_t most) {
     const auto number = number_in<std::int64_t>(text);
     if (!number || *number < least || *number > most) {
-        throw CLI::ValidationError(option, "\"" + text + "\" is not a number from " + std::to_string(least) + " to " +
-                                               std::to_string(most));
+        throw CLI::ValidationError(option, concat("\"", text, "\" is not a number from ", least, " to ", most));
     }
     return *number;
 }
@@ -68,7 +67,7 @@ std::shared_ptr<Given> add_fields(CLI::App &command, std::initializer_list<const
                 const Column *same = each->find(column.title);
                 return same != nullptr && (same->uses & use) != 0;
             });
-            added->group(both ? "Fields" : "Fields of " + std::string(table->title) + "s");
+            added->group(both ? "Fields" : concat("Fields of ", table->title, "s"));
         }
     }
     return given;
@@ -105,8 +104,7 @@ std::vector<std::int32_t> selected_rows(const Connection &database, const Table 
     std::vector<std::int32_t> ids;
     const std::string id(table.id().name);
     for (const IdentifierRange &range : selection) {
-        Statement rows(database,
-                       "SELECT " + id + " FROM " + std::string(table.name) + " WHERE " + id + " BETWEEN ? AND ?",
+        Statement rows(database, concat("SELECT ", id, " FROM ", table.name, " WHERE ", id, " BETWEEN ? AND ?"),
                        {std::int64_t{range.first}, std::int64_t{range.last}});
         const std::size_t before = ids.size();
         while (rows.next()) {
@@ -117,7 +115,7 @@ std::vector<std::int32_t> selected_rows(const Connection &database, const Table 
         }
     }
     if (ids.empty()) {
-        throw Failure(Exit::not_there, "no " + std::string(table.title) + " has an identifier of that range");
+        throw Failure(Exit::not_there, concat("no ", table.title, " has an identifier of that range"));
     }
     std::ranges::sort(ids);
     ids.erase(std::unique(ids.begin(), ids.end()), ids.end());

@@ -26,7 +26,7 @@ CLI::App *add_list(CLI::App &parent, const char *name, const Table &table, const
     for (const Column &column : table.columns) {
         if (where->where.empty() && (column.uses & on_remove) != 0) {
             const auto take = [where, &column](const std::string &value) {
-                where->where += (where->where.empty() ? "" : " AND ") + std::string(column.name) + " = ?";
+                where->where += concat(where->where.empty() ? "" : " AND ", column.name, " = ?");
                 where->values.emplace_back(value);
             };
             command
@@ -90,8 +90,7 @@ void update_row(const Table &table, std::int32_t id, const Values &values) {
     Record record(table);
     {
         const Connection database = Connection::read();
-        Statement row(database,
-                      "SELECT * FROM " + std::string(table.name) + " WHERE " + std::string(table.id().name) + " = ?",
+        Statement row(database, concat("SELECT * FROM ", table.name, " WHERE ", table.id().name, " = ?"),
                       {std::int64_t{id}});
         if (!row.next()) {
             throw no_such_row(table, id);
@@ -100,9 +99,8 @@ void update_row(const Table &table, std::int32_t id, const Values &values) {
             const Column &column = table.columns[i];
             const std::string value(row.text(static_cast<int>(i)));
             if (is_text(column.kind) ? value.size() >= column.width : row.is_null(static_cast<int>(i))) {
-                throw Failure(Exit::failed, title_of(table, false) + " " + std::to_string(id) + " has a " +
-                                                std::string(column.title) +
-                                                " that its field does not hold; remove it and add it anew");
+                throw Failure(Exit::failed, concat(title_of(table, false), " ", id, " has a ", column.title,
+                                                   " that its field does not hold; remove it and add it anew"));
             }
             record.set(column, value, std::string(column.title));
         }

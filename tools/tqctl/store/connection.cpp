@@ -157,9 +157,9 @@ Connection::Journal Connection::journal(const std::string &path) {
                                                                                                : Journal::unused;
 }
 
-void Connection::run(const char *statement) const {
+void Connection::run(const std::string &statement) const {
     state_->query_ends = Clock::now() + longest_query;
-    if (const int result = sqlite3_exec(handle(), statement, nullptr, nullptr, nullptr); result != SQLITE_OK) {
+    if (const int result = sqlite3_exec(handle(), statement.c_str(), nullptr, nullptr, nullptr); result != SQLITE_OK) {
         throw failure(result);
     }
 }
@@ -174,11 +174,11 @@ Failure Connection::failure(int code) const {
     switch (code & 0xFF) {
     case SQLITE_BUSY:
     case SQLITE_LOCKED:
-        return {Exit::failed, path + " is locked by another program" +
-                                  (state_->patience.most < silence
-                                       ? ""
-                                       : " for longer than " + std::to_string(state_->patience.most.count() / 1000) +
-                                             " seconds; try again")};
+        return {Exit::failed,
+                path + " is locked by another program" +
+                    (state_->patience.most < silence
+                         ? ""
+                         : concat(" for longer than ", state_->patience.most.count() / 1000, " seconds; try again"))};
     case SQLITE_CORRUPT:
         return {Exit::failed, path + " is damaged; see tqctl doctor, or restore a backup"};
     case SQLITE_NOTADB:

@@ -42,7 +42,7 @@ public:
     enum class Journal { none, written, left_behind, unused };
     static Journal journal(const std::string &path);
 
-    void run(const char *statement) const;
+    void run(const std::string &statement) const;
     bool has_table(std::string_view name) const;
     sqlite3 *handle() const { return handle_.get(); }
     const std::string &path() const { return state_->path; }

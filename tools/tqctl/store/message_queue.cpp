@@ -1,6 +1,7 @@
 #include "store/message_queue.h"
 
 #include "base/failure.h"
+#include "base/text.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -38,8 +39,8 @@ void send_message(const BtMessage &message) {
                       std::string("the message queue takes nothing from this user: ") + std::strerror(EACCES));
     }
     if (const auto status = message_queue(); status && room_for_messages(*status) == 0) {
-        throw Failure(Exit::failed, "the message queue is full, nothing was sent: " + std::to_string(status->msg_qnum) +
-                                        " messages wait for the daemon");
+        throw Failure(Exit::failed, concat("the message queue is full, nothing was sent: ", status->msg_qnum,
+                                           " messages wait for the daemon"));
     }
     __bt_msg_send(message.mtype, message.param1, message.param2, message.param3, message.param4, message.param5);
 }

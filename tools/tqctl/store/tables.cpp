@@ -1,5 +1,7 @@
 #include "store/table.h"
 
+#include "base/text.h"
+
 #include <algorithm>
 #include <array>
 #include <korvo_bt_conventions.h>
@@ -405,22 +407,21 @@ const Table *find_table(std::string_view name) {
 }
 
 std::string create_statement(const Table &table) {
-    std::string out = "CREATE TABLE " + std::string(table.name) + "(";
+    std::string out = concat("CREATE TABLE ", table.name, "(");
     for (const Column &column : table.columns) {
         if (!column.name.empty()) {
-            out += (out.back() == '(' ? "" : ",") + std::string(column.name) +
-                   (column.kind == Kind::identifier ? " INTEGER PRIMARY KEY AUTOINCREMENT UNIQUE"
-                    : is_text(column.kind)          ? " TEXT"
-                    : column.kind == Kind::real     ? " NUMERIC"
-                                                    : " INTEGER");
+            out += concat(out.back() == '(' ? "" : ",", column.name,
+                          column.kind == Kind::identifier ? " INTEGER PRIMARY KEY AUTOINCREMENT UNIQUE"
+                          : is_text(column.kind)          ? " TEXT"
+                          : column.kind == Kind::real     ? " NUMERIC"
+                                                          : " INTEGER");
         }
     }
     return out + ")";
 }
 
 std::string create_statement(const Table &table, const Index &index) {
-    return "CREATE INDEX " + std::string(index.name) + " on " + std::string(table.name) + "(" +
-           std::string(index.column) + ")";
+    return concat("CREATE INDEX ", index.name, " on ", table.name, "(", index.column, ")");
 }
 
 } // namespace tqctl

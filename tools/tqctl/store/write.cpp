@@ -38,8 +38,8 @@ void try_to_write(const Patience &patience) {
 template <class Number> Number number_of(const std::string &text, const std::string &option) {
     const auto number = number_in<Number>(text);
     return number ? *number
-                  : throw Failure(Exit::usage, option + ": that is no whole number of " +
-                                                   std::to_string(sizeof *number * 8) + " bits");
+                  : throw Failure(Exit::usage,
+                                  concat(option, ": that is no whole number of ", sizeof *number * 8, " bits"));
 }
 
 Failure refusal(std::int32_t code, const Table &table, std::optional<std::int32_t> id, bool waited_long) {
@@ -51,8 +51,7 @@ Failure refusal(std::int32_t code, const Table &table, std::optional<std::int32_
         try_to_write(none);
         const Connection database = Connection::read(device_database(), none);
         if (!database.has_table(table.name)) {
-            return {Exit::failed,
-                    device_database() + " has no table " + std::string(table.name) + " yet; run tqctl init"};
+            return {Exit::failed, concat(device_database(), " has no table ", table.name, " yet; run tqctl init")};
         }
         if (id && !has_row(database, table, *id)) {
             return no_such_row(table, *id);
@@ -76,8 +75,8 @@ void Record::set(const Column &column, const std::string &value, const std::stri
     char *field = reinterpret_cast<char *>(bytes_.data()) + column.offset;
     if (is_text(column.kind)) {
         if (value.size() >= column.width) { // cut, it would name another file, folder or torrent
-            throw Failure(Exit::usage, option + ": a value of " + std::to_string(value.size()) +
-                                           " bytes does not fit, its field holds " + std::to_string(column.width - 1));
+            throw Failure(Exit::usage, concat(option, ": a value of ", value.size(),
+                                              " bytes does not fit, its field holds ", column.width - 1));
         }
         if (value.find('\0') != std::string::npos) {
             throw Failure(Exit::usage, option + ": the value holds a NUL character");
@@ -110,8 +109,7 @@ std::int32_t written(const char *call, const std::function<std::int32_t()> &writ
     }
     const bool waited_long = std::chrono::steady_clock::now() - start > nearly_the_librarys_patience;
     const Failure reason = refusal(result, table, id, waited_long);
-    throw Failure(reason.exit(), std::string(reason.what()) + " (" + call + ": " + name_of(result) + ", " +
-                                     std::to_string(result) + ")");
+    throw Failure(reason.exit(), concat(reason.what(), " (", call, ": ", name_of(result), ", ", result, ")"));
 }
 
 std::int32_t add_row(const Record &record) {
@@ -119,9 +117,9 @@ std::int32_t add_row(const Record &record) {
     const auto add = [&] {
         const std::int32_t result = table.add.run(record.data());
         if (result == BTDB_ERR_QUERY) {
-            throw Failure(Exit::failed, "the " + std::string(table.title) +
-                                            " is added, but its identifier could not be read back (" + table.add.name +
-                                            ": BTDB_ERR_QUERY, -24)");
+            throw Failure(Exit::failed,
+                          concat("the ", table.title, " is added, but its identifier could not be read back (",
+                                 table.add.name, ": BTDB_ERR_QUERY, -24)"));
         }
         return result;
     };
@@ -148,14 +146,11 @@ void set_fields(const Table &table, std::int32_t id, const Values &values) {
 }
 
 bool has_row(const Connection &database, const Table &table, std::int64_t id) {
-    return Statement(database,
-                     "SELECT 1 FROM " + std::string(table.name) + " WHERE " + std::string(table.id().name) + " = ?",
-                     {id})
-        .next();
+    return Statement(database, concat("SELECT 1 FROM ", table.name, " WHERE ", table.id().name, " = ?"), {id}).next();
 }
 
 Failure no_such_row(const Table &table, std::int64_t id) {
-    return {Exit::not_there, "there is no " + std::string(table.title) + " " + std::to_string(id)};
+    return {Exit::not_there, concat("there is no ", table.title, " ", id)};
 }
 
 } // namespace tqctl

@@ -77,7 +77,7 @@ void take_torrent(NewTask &task, const std::string &path) {
     };
     task.record.set("name", torrent.name);
     task.record.set("hash", torrent.hash);
-    task.record.set("file", std::string(TQ_TORRENT_DIRECTORY) + "/" + torrent.hash + TQ_TORRENT_SUFFIX);
+    task.record.set("file", concat(TQ_TORRENT_DIRECTORY, "/", torrent.hash, TQ_TORRENT_SUFFIX));
     task.record.set("wanted", limited((torrent.size + TQ_BT_AMOUNT_UNIT - 1) / TQ_BT_AMOUNT_UNIT));
     task.record.set("block_size", limited(torrent.piece_length));
     task.record.set("num_pieces", limited(torrent.pieces));
@@ -135,7 +135,7 @@ std::vector<NewTask> tasks_in(const std::string &file, const Given &given) {
         try {
             tasks.push_back(new_task(line, given));
         } catch (const std::exception &error) {
-            throw Failure(Exit::usage, file + ", line " + std::to_string(number) + ": " + error.what());
+            throw Failure(Exit::usage, concat(file, ", line ", number, ": ", error.what()));
         }
     }
     if (!from.eof()) {
@@ -233,8 +233,7 @@ void add(const Options &options, const Given &given) {
         }
     }
     if (left_out > 0) {
-        throw Failure(Exit::failed, std::to_string(left_out) + " of " + std::to_string(tasks.size()) +
-                                        " not added; --duplicates adds them again");
+        throw Failure(Exit::failed, concat(left_out, " of ", tasks.size(), " not added; --duplicates adds them again"));
     }
 }
 

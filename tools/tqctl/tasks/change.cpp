@@ -14,8 +14,7 @@ namespace {
 
 std::int64_t number_of(const Connection &database, const Task &task, std::string_view title) {
     Statement row(database,
-                  "SELECT " + std::string(task.table->find(title)->sql()) + " FROM " + std::string(task.table->name) +
-                      " WHERE task_id = ?",
+                  concat("SELECT ", task.table->find(title)->sql(), " FROM ", task.table->name, " WHERE task_id = ?"),
                   {std::int64_t{task.id}});
     return row.next() ? row.number(0) : throw no_such_row(*task.table, task.id);
 }
@@ -75,9 +74,9 @@ void ask_daemon(const Task &task, bool paused) {
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(1000 / looks_a_second));
     }
-    throw Failure(Exit::failed, "the BitTorrent daemon was asked to " + wanted + " " + name_of(task) +
-                                    " and has not done it in " + std::to_string(seconds) +
-                                    " seconds; it may still do so. Is it running?");
+    throw Failure(Exit::failed,
+                  concat("the BitTorrent daemon was asked to ", wanted, " ", name_of(task), " and has not done it in ",
+                         seconds, " seconds; it may still do so. Is it running?"));
 }
 
 void set_paused(const Task &task, bool paused) {
@@ -94,9 +93,9 @@ void set_paused(const Task &task, bool paused) {
 
 void add_pause(CLI::App &app, const char *name, const char *help, bool paused) {
     CLI::App *command = app.add_subcommand(name, help);
-    command->footer(std::string("A BitTorrent task is ") + (paused ? "paused" : "resumed") +
-                    " by its daemon, which is asked for up to five\nseconds; an HTTP/FTP task at once" +
-                    (paused ? "." : ", and one that failed is tried again."));
+    command->footer(concat("A BitTorrent task is ", paused ? "paused" : "resumed",
+                           " by its daemon, which is asked for up to five\nseconds; an HTTP/FTP task at once",
+                           paused ? "." : ", and one that failed is tried again."));
     const auto words = add_tasks(*command);
     command->callback([=] {
         const std::vector<Task> tasks = named_tasks(Connection::read(), *words);

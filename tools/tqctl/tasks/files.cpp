@@ -27,8 +27,8 @@ std::vector<std::int32_t> files_in(const Connection &database, const Task &task,
             indexes.push_back(static_cast<std::int32_t>(files.number(0)));
         }
         if (indexes.size() == before) {
-            throw Failure(Exit::not_there, name_of(task) + " has no file " + std::to_string(range.first) +
-                                               (range.first == range.last ? "" : " or after it"));
+            throw Failure(Exit::not_there, concat(name_of(task), " has no file ", range.first,
+                                                  range.first == range.last ? "" : " or after it"));
         }
     }
     return indexes;

@@ -84,7 +84,7 @@ void count(const Connection &database, const Table *kind, const Filter *only) {
     database.run("BEGIN"); // all of them at one moment
     std::string lines = only != nullptr ? counted(*only) + "\n" : "";
     for (const Filter &filter : filters()) {
-        lines += only == nullptr ? std::string(filter.name) + "\t" + counted(filter) + "\n" : "";
+        lines += only == nullptr ? concat(filter.name, "\t", counted(filter), "\n") : "";
     }
     print(lines);
 }

@@ -39,7 +39,7 @@ struct Plan {
 
 std::string path_of(const korvo::NamedPath &path) {
     return path.kind == korvo::NamedPath::Kind::own_file ? std::string(path.name)
-                                                         : "/share/" + std::string(path.folder) + "/" + path.name;
+                                                         : concat("/share/", path.folder, "/", path.name);
 }
 
 template <class Paths> void take_paths(Plan &plan, const Paths &paths) {
@@ -103,7 +103,7 @@ std::uintmax_t size_of(const fs::path &path) {
 
 std::string in_words(const Plan &plan, Charset charset) {
     std::string lines = "task\t" + name_of(plan.task) + "\t" + escaped(plan.name, charset) + "\n";
-    lines += plan.pid > 0 ? "process\t" + std::to_string(plan.pid) + "\n" : "";
+    lines += plan.pid > 0 ? concat("process\t", plan.pid, "\n") : "";
     for (const korvo::NamedPath &path : plan.paths) {
         const std::string name = path_of(path);
         const bool directory = korvo::find_path(path) == korvo::Found::directory;
@@ -114,7 +114,7 @@ std::string in_words(const Plan &plan, Charset charset) {
 }
 
 bool agreed(std::size_t tasks) {
-    tell("Remove " + (tasks == 1 ? "this task" : "these " + std::to_string(tasks) + " tasks") + "? [y/N] ");
+    tell("Remove " + (tasks == 1 ? "this task" : concat("these ", tasks, " tasks")) + "? [y/N] ");
     std::string answer;
     std::getline(std::cin, answer);
     answer = lower(answer);
@@ -157,12 +157,11 @@ std::string left_of(const Connection &database, const Plan &plan) {
         add("its row");
     }
     for (const Table *details : {&file_table, &info_table}) {
-        if (plan.task.torrent() && Statement(database,
-                                             "SELECT 1 FROM " + std::string(details->name) + " WHERE " +
-                                                 std::string(details->task_column) + " = ?",
-                                             {std::int64_t{plan.task.id}})
-                                       .next()) {
-            add("rows of " + std::string(details->name) + " (tqctl doctor --fix deletes them)");
+        if (plan.task.torrent() &&
+            Statement(database, concat("SELECT 1 FROM ", details->name, " WHERE ", details->task_column, " = ?"),
+                      {std::int64_t{plan.task.id}})
+                .next()) {
+            add(concat("rows of ", details->name, " (tqctl doctor --fix deletes them)"));
         }
     }
     for (const korvo::NamedPath &path : plan.paths) {
@@ -202,8 +201,7 @@ void remove_all(const std::vector<Plan> &plans) {
         }
     }
     if (incomplete > 0) {
-        throw Failure(Exit::failed, std::to_string(incomplete) + " of " + std::to_string(plans.size()) +
-                                        " tasks could not be removed completely");
+        throw Failure(Exit::failed, concat(incomplete, " of ", plans.size(), " tasks could not be removed completely"));
     }
 }
 

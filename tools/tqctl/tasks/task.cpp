@@ -70,9 +70,8 @@ std::vector<Candidate> candidates(const Connection &database, const Wanted &want
             continue;
         }
         Statement rows(database,
-                       "SELECT task_id, " + std::string(table->find("name")->sql()) + " FROM " +
-                           std::string(table->name) +
-                           (wanted.hash.empty() ? " WHERE task_id BETWEEN ? AND ?" : " WHERE lower(task_hash) = ?"));
+                       concat("SELECT task_id, ", table->find("name")->sql(), " FROM ", table->name,
+                              wanted.hash.empty() ? " WHERE task_id BETWEEN ? AND ?" : " WHERE lower(task_hash) = ?"));
         if (wanted.hash.empty()) {
             rows.bind(0, std::int64_t{wanted.range.first});
             rows.bind(1, std::int64_t{wanted.range.last});
@@ -102,7 +101,7 @@ std::string_view kind_of(const Table &table) {
 }
 
 std::string name_of(const Task &task) {
-    return std::string(kind_of(*task.table)) + ":" + std::to_string(task.id);
+    return concat(kind_of(*task.table), ":", task.id);
 }
 
 void add_kind(CLI::App &command, const Table *&to) {

@@ -37,7 +37,7 @@ std::string file_name(const Column &column, const std::string &value) {
 std::string saved_name(const Column &column, const std::string &value) {
     constexpr std::size_t longest = 255 - (sizeof TQ_PARTIAL_INFO_SUFFIX - 1);
     if (value.find('%') != std::string::npos || value.size() > longest) {
-        refuse(column, "a saved file's name has no percent sign and at most " + std::to_string(longest) + " bytes");
+        refuse(column, concat("a saved file's name has no percent sign and at most ", longest, " bytes"));
     }
     return file_name(column, value);
 }

@@ -105,8 +105,8 @@ Sums sums_of(const Connection &database, const std::vector<Part> &parts) {
     Sums sums;
     for (const Part &part : parts) {
         const bool torrents = part.table == &bt_task_table;
-        Statement row(database, std::string("SELECT count(*), total(task_download_rate), ") +
-                                    (torrents ? "total(task_upload_rate)" : "0") + part.from());
+        Statement row(database, concat("SELECT count(*), total(task_download_rate), ",
+                                       torrents ? "total(task_upload_rate)" : "0", part.from()));
         row.next();
         sums.rows += row.number(0);
         sums.down += row.number(1);
@@ -135,16 +135,15 @@ std::string frame(const Options &options, const Connection &database, bool scree
     const std::size_t rows = sheet.rows();
     sheet.finish([&](std::string_view part) { text += part; });
     if (options.list.json()) {
-        return R"({"time":")" + local_time() + R"(","tasks":)" + text + R"(,"sum":{"tasks":)" +
-               std::to_string(sums.rows) + R"(,"download_rate":)" + std::to_string(sums.down) + R"(,"upload_rate":)" +
-               std::to_string(sums.up) + "}}\n";
+        return concat(R"({"time":")", local_time(), R"(","tasks":)", text, R"(,"sum":{"tasks":)", sums.rows,
+                      R"(,"download_rate":)", sums.down, R"(,"upload_rate":)", sums.up, "}}\n");
     }
     if (!screen) {
         return local_time() + "\n" + text + in_words(sums) + "\n\n";
     }
     const auto hidden = static_cast<std::size_t>(sums.rows) - rows;
     return fit_to_window(local_time() + "  q quit, b bt, h http, a all", columns) + "\n" + text +
-           fit_to_window(in_words(sums) + (hidden > 0 ? "; " + std::to_string(hidden) + " more" : ""), columns);
+           fit_to_window(in_words(sums) + (hidden > 0 ? concat("; ", hidden, " more") : ""), columns);
 }
 
 // Over what is there already, so that nothing flickers.
