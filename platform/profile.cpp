@@ -98,7 +98,7 @@ int decode(std::string_view value, char *buffer, int size) {
         if (quoted && text[0] == '\\' && end - text >= 2) {
             ++text;
             const int byte = text[0] == 'x' && end - text >= 3 ? digit(text[1]) * 16 + digit(text[2]) : 0;
-            if (byte > 0 && digit(text[1]) >= 0 && digit(text[2]) >= 0) { // a NUL would end the text
+            if (byte > 0 && digit(text[2]) >= 0) { // a NUL would end the text
                 buffer[length++] = static_cast<char>(byte);
                 text += 3;
                 continue;

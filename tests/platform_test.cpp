@@ -255,7 +255,7 @@ TEST_F(Platform, LinesAreReadAsTheyAreMeant) {
          "a = b ; c"},
         {"[BTDownload]\nother = 1\n[Other]\nkey = 2\n[BTDownload]\nkey = a\n", "a"},
         {"[BTDownloads]\nkey = 1\n[BTDownload]\nkeys = 2\n[a]b]\n", "the default"},
-        {"[BTDownload]\nkey = \"\\x41\\x7a\\\\\\\"\\xg1\\x1G\\x:0\\x00\\x4\"\n", "Az\\\"xg1x1Gx:0x00x4"},
+        {"[BTDownload]\nkey = \"\\x41\\x7a\\\\\\\"\\xg1\\x1G\\x:0\\x/0\\x00\\x4\"\n", "Az\\\"xg1x1Gx:0x/0x00x4"},
         {"[BTDownload]\nkey = \"\\\"\n", "\\"},
         {"[BTDownload]\nkey = \"\n", "\""},
         {"[BTDownload]\nkey = \"a\n", "\"a"},

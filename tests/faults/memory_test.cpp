@@ -90,11 +90,11 @@ class MemoryOfServices : public StoreTest {
 protected:
     // Lets memory run out in the work, each time after the preparation; in a child where that may end the process.
     static void run_out(const std::function<void()> &prepare, const std::function<void()> &work,
-                        const std::function<void()> &check, int exit_status = 0) {
+                        const std::function<void()> &check, int step, int exit_status = 0) {
         int injected = 0;
         for (const bool goes_on : {false, true}) {
             bool failed = true;
-            for (int at = 1; failed && !HasFailure(); at += effort(61, 17, 1)) {
+            for (int at = 1; failed && !HasFailure(); at += step) {
                 SCOPED_TRACE("allocation " + std::to_string(at) + (goes_on ? " and all that follow" : ""));
                 prepare();
                 const auto attempt = [&] {
@@ -102,7 +102,11 @@ protected:
                     work();
                     end_shortage();
                 };
-                const Outcome outcome = exit_status != 0 ? in_child(attempt) : (attempt(), Outcome{});
+                const Outcome outcome = exit_status != 0 ? in_child([&] {
+                    std::atexit(end_shortage); // what the runtime does then is its own matter
+                    attempt();
+                })
+                                                         : (attempt(), Outcome{});
                 failed = memory_ran_out();
                 EXPECT_TRUE(outcome.status == exit_status || (outcome.status == 0 && allocations_held() == 0))
                     << allocations_held() << outcome.errors;
@@ -147,7 +151,8 @@ TEST_F(MemoryOfServices, RunsOutWhileTasksAreRemoved) {
             EXPECT_TRUE(fs::exists("/share/Download/other"));
             EXPECT_TRUE(results[0] == BTDB_OK || fs::exists("/share/Download/a/b/c"));
             EXPECT_TRUE(results[1] == BTDB_OK || fs::exists("/share/Download/d"));
-        });
+        },
+        effort(61, 17, 1));
 }
 
 // A log file that cannot be opened ends the process.
@@ -164,7 +169,7 @@ TEST_F(MemoryOfServices, RunsOutWhileALogFileIsWritten) {
                 const std::string text = content(log_file);
                 EXPECT_TRUE(text.empty() || text.ends_with(": a message\n")) << text;
             },
-            EXIT_FAILURE);
+            1, EXIT_FAILURE);
 }
 
 // A setting is the one that was stored, none, or the one that is being stored; the mail is whole and goes where it
@@ -196,7 +201,8 @@ TEST_F(MemoryOfServices, RunsOutWhileSettingsAreReadAndStoredAndMailIsSent) {
             EXPECT_EQ(content(profile),
                       stored != 0 ? before : after.replace(after.find("before"), 6, "\"n\\xc3\\xa9w\""));
             EXPECT_EQ(std::distance(fs::directory_iterator(directory), {}), 1) << "the file alone";
-        });
+        },
+        1);
     fs::remove(profile);
 }
 

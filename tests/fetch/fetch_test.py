@@ -208,9 +208,12 @@ class DaemonTest(Daemon):
     def test_names(self):
         long = "n" * 300 + ".bin"
         given = ["attachment; filename=../../x", "attachment; filename*=UTF-8''%2e%2e%2fy%20z", "inline; filename=\".\"",
-                 "attachment; filename=\"..\"", "attachment; filename=" + long, "attachment; filename=\"a\\\"b;c\""]
+                 "attachment; filename=\"..\"", "attachment; filename=" + long, "attachment; filename=\"a\\\"b;c\"",
+                 "inline; filename=\"open",
+                 "attachment; x=\"\\\";filename=no\"; filename = no; filenames=no; filename=spaced   "]
         tasks = [add(self.hostile + "named/" + servers.urllib.parse.quote(text, safe="")) for text in given]
-        paths = ["good/%2e%2e%2fup", "good/a%00b", "good/100%25.bin", "good/", "good/" + "m" * 255]
+        paths = ["good/%2e%2e%2fup", "good/a%00b", "good/100%25.bin", "good/", "good/" + "m" * 255,
+                 "good/" + "%C3%A9" * 130]
         tasks += [add(self.hostile + path) for path in paths]
         tasks += [add(self.hostile + "good/x", task_savename=name) for name in ("../../own", "/share/else", ".", "own")]
         self.start("--transfers", "5")
@@ -218,8 +221,9 @@ class DaemonTest(Daemon):
             self.until(finished, task)
         names = [row(task)["task_savename"] for task in tasks]
         self.assertEqual(sorted("Download/" + name for name in names), below())
-        self.assertEqual(names, ["x", "y z", "_", "_.", "n" * 241 + ".bin", 'a"b;c', "up", "a_b", "100_.bin", "download",
-                                 "m" * 245, "own (2)", "else", "_ (2)", "own"])
+        self.assertEqual(names, ["x", "y z", "_", "_.", "n" * 241 + ".bin", 'a"b;c', "open", "spaced", "up", "a_b",
+                                 "100_.bin", "download",
+                                 "m" * 245, "é" * 122, "own (2)", "else", "_ (2)", "own"])
 
 
     # ---- What users and disks do
@@ -243,7 +247,7 @@ class DaemonTest(Daemon):
         self.until(lambda: not any(name.startswith("Download/transferring") for name in below()))
         self.daemon.send_signal(signal.SIGHUP)  # looks for what is left at once
         self.until(lambda: {name.split("/")[1].split(".")[0] for name in below()} <= {"stays", "later"})
-        self.kill()
+        self.end()
         tqctl("remove", "--kind", "http", "--yes", later)
         servers.set_pace(slow=False)
         self.start()
