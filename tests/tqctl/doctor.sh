@@ -99,3 +99,8 @@ for round in 1 2; do
 done
 ls -d /mnt/HDA_ROOT/*before-fix* | wc -l
 tq doctor --fix copy
+
+say 'A mode that its owner cannot use, and a symlink in the place of the settings, which is left alone.'
+fresh && chmod 400 "$database" && ln -sf "$PWD/else" /mnt/HDA_ROOT/korvo.conf && touch else && chmod 666 else
+tq doctor --fix | sed -E 's/-fix-[-0-9]+/-fix-TIME/'
+stat -c '%a' else

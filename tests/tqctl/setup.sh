@@ -28,7 +28,7 @@ tq list
 tq init
 tq add --hash $hash
 rm "$database" && mkdir "$database" && tq list
-rmdir "$database" && : >other.db && ln -s /tmp/other.db "$database" && tq list
+rmdir "$database" && : >other.db && ln -s /tmp/other.db "$database" && tq list && rm other.db && tq init && ! ls /tmp/other.db 2>/dev/null
 rm -f "$database" other && mkfifo "$database" && tq doctor
 rm "$database"
 

@@ -75,10 +75,31 @@ status into 8 add --input addresses
 exec 8>&-
 tq count --kind http --filter all
 
-say 'An endless view in the place of a table is not asked.'
+say 'A view in the place of a table is not read, and nothing is written past a trigger.'
 rm "$database"
 sql "CREATE VIEW BT_TASK AS WITH RECURSIVE r(task_id) AS (SELECT 1 UNION ALL SELECT task_id + 1 FROM r) SELECT * FROM r"
 "$tqctl" doctor | grep -E 'BT_TASK'
+for command in 'count --kind bt' init; do tq $command; done
+status "$tqctl" export | tail -2
+rm /mnt/HDA_ROOT/* && fresh && "$tqctl" add http://h/a >/dev/null
+sql "CREATE TRIGGER swallow BEFORE INSERT ON HTTP_FTP_TASK BEGIN SELECT RAISE(IGNORE); END"
+for command in 'add http://h/b' 'pause http:1' 'doctor --fix' 'count --kind http --filter all'; do tq $command; done
+ls /mnt/HDA_ROOT
+
+say 'A journal that somebody has planted is not followed: it names a file for SQLite to delete, or is a FIFO to wait at.'
+plant() { python3 - "$database" "$PWD/precious" <<'PYTHON'
+import os, struct, sys
+mark, name = bytes.fromhex("d9d505f920a163d7"), sys.argv[2].encode()
+head = mark + struct.pack(">5I", 0, 0, os.path.getsize(sys.argv[1]) // 4096, 512, 4096)
+tail = struct.pack(">I", 2**30 // 4096 + 1) + name + struct.pack(">2I", len(name), sum(name)) + mark
+open(sys.argv[1] + "-journal", "wb").write(head.ljust(512, b"\0") + tail)
+PYTHON
+}
+fresh && echo 1 >precious
+for command in list 'add http://h/b' doctor init; do plant && tq $command; done
+cat precious && rm "$database-journal" && mkfifo "$database-journal"
+for command in list 'add http://h/b' doctor; do tq $command; done
+rm "$database-journal"
 
 say 'What a killed program left is put in order by whoever may.'
 fresh && torrent n >/dev/null

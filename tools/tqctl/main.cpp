@@ -4,6 +4,7 @@
 #include "base/output.h"
 #include "commands/commands.h"
 #include "rows/commands.h"
+#include "store/journal.h"
 #include "tasks/commands.h"
 
 #include <algorithm>
@@ -189,6 +190,7 @@ int main(int argc, char **argv) {
     using tqctl::Exit;
     std::setlocale(LC_CTYPE, "");
     std::signal(SIGPIPE, SIG_IGN); // a reader that went away is then an error of the write
+    tqctl::distrust_journals();
     try {
         tqctl::run(std::vector<std::string>(argv + 1, argv + argc));
         return static_cast<int>(Exit::done);

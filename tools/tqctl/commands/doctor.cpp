@@ -4,6 +4,7 @@
 #include "commands/fix.h"
 #include "display/list.h"
 #include "options/options.h"
+#include "store/journal.h"
 #include "store/message_queue.h"
 
 #include <algorithm>
@@ -87,6 +88,10 @@ bool has_write_ahead_log(const std::string &path) {
 
 // Returns whether the file can be looked into.
 bool check_journal(Findings &findings, const std::string &path) {
+    if (const std::string fault = fault_of_journal(path); !fault.empty()) {
+        findings.fault("journal", fault);
+        return false;
+    }
     const Connection::Journal journal = Connection::journal(path);
     if (journal == Connection::Journal::left_behind) {
         findings.fault("journal", "left behind by a program that was killed; the next call of the library that reads "

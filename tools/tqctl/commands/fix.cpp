@@ -1,20 +1,28 @@
 #include "commands/fix.h"
 
+#include "base/output.h"
 #include "base/text.h"
 #include "store/write.h"
 
 #include <cerrno>
 #include <csignal>
+#include <cstring>
 #include <ctime>
+#include <fcntl.h>
 #include <sys/stat.h>
 
 namespace tqctl {
 namespace {
 
-void take_from_others(const char *path, mode_t bits) {
+// Of a file, not of what a symlink in its place leads to.
+void set_mode(const char *path, mode_t taken, mode_t given = 0) {
     struct stat status {};
-    if (stat(path, &status) == 0 && (status.st_mode & bits) != 0) {
-        chmod(path, status.st_mode & 07777U & ~bits);
+    if (lstat(path, &status) != 0 || !S_ISREG(status.st_mode)) {
+        return;
+    }
+    const mode_t wanted = ((status.st_mode & ~taken) | given) & 07777U;
+    if (fchmodat(AT_FDCWD, path, wanted, AT_SYMLINK_NOFOLLOW) != 0) {
+        warn(concat("the mode of ", path, " cannot be changed: ", std::strerror(errno)));
     }
 }
 
@@ -57,6 +65,7 @@ std::string condition_of_orphans(const Table &table) {
 }
 
 std::string fix_database() {
+    require_own_tables(Connection::read()); // before the copy is made
     const std::time_t now = std::time(nullptr);
     char time[32] = "";
     std::tm local{};
@@ -70,8 +79,8 @@ std::string fix_database() {
     if (const std::string damage = backup(copy); !damage.empty()) {
         throw Failure(Exit::failed, damage + "; nothing was changed, and " + copy + " is a copy of what is there");
     }
-    take_from_others(device_database().c_str(), S_IRWXO);
-    take_from_others(configuration_file, S_IWOTH);
+    set_mode(device_database().c_str(), S_IRWXO, S_IRUSR | S_IWUSR);
+    set_mode(configuration_file, S_IWOTH);
     require_writable();
     for (const Table *table : all_tables()) {
         table->create.run(); // of a table that is there it makes missing indexes

@@ -12,7 +12,7 @@ namespace {
 void init() {
     umask(umask(0) | S_IRWXO); // the file holds passwords: not for everybody
     struct stat status {};
-    const bool there = stat(device_database().c_str(), &status) == 0;
+    const bool there = lstat(device_database().c_str(), &status) == 0; // a symlink is not followed
     if (there) {
         require_writable();
     }

@@ -130,8 +130,8 @@ void write_export(const std::string &path, bool show_passwords) {
         const Connection database = Connection::read(path);
         database.run("BEGIN"); // one moment of it
         // In the order in which they were created: index names that two tables share belong to the first.
-        Statement tables(database, "SELECT name FROM sqlite_master WHERE type = 'table' AND name NOT LIKE 'sqlite\\_%' "
-                                   "ESCAPE '\\' ORDER BY rowid");
+        Statement tables(database, "SELECT name, type FROM sqlite_master WHERE type IN ('table', 'view') "
+                                   "AND name NOT LIKE 'sqlite\\_%' ESCAPE '\\' ORDER BY rowid");
         spool.add(export_start(!show_passwords));
         bool first = true;
         while (tables.next()) {
@@ -139,7 +139,7 @@ void write_export(const std::string &path, bool show_passwords) {
                 export_table(spool, database, *table, first, show_passwords);
                 first = false;
             } else {
-                warn(concat("the table ", tables.text(0), " belongs to no command and is left out"));
+                warn(concat("the ", tables.text(1), " ", tables.text(0), " belongs to no command and is left out"));
             }
         }
         spool.add(export_end());

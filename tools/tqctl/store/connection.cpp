@@ -1,6 +1,8 @@
 #include "store/connection.h"
 
 #include "base/output.h"
+#include "store/journal.h"
+#include "store/table.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -19,6 +21,7 @@ using Clock = std::chrono::steady_clock;
 constexpr std::chrono::seconds silence{2};
 constexpr std::chrono::seconds longest_query{60};
 constexpr int operations_between_looks = 20000;
+constexpr int longest_value = 64 << 20; // and row: a statement of a foreign table may compute larger ones
 
 Failure unreachable(const std::string &path, int error) {
     const bool missing = error == ENOENT || error == ENOTDIR;
@@ -102,6 +105,9 @@ Connection::Connection(std::string path, int flags, Patience patience)
     const std::string opened = file ? full_path(state_->path) : state_->path;
     if (file) {
         require_regular_file(opened);
+        if (const std::string fault = fault_of_journal(opened); !fault.empty()) {
+            throw Failure(Exit::database, fault);
+        }
     }
     sqlite3 *handle = nullptr;
     const int result = sqlite3_open_v2(opened.c_str(), &handle, flags | (file ? SQLITE_OPEN_NOFOLLOW : 0), nullptr);
@@ -112,6 +118,9 @@ Connection::Connection(std::string path, int flags, Patience patience)
     sqlite3_extended_result_codes(handle, 1);
     sqlite3_db_config(handle, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
     sqlite3_db_config(handle, SQLITE_DBCONFIG_DEFENSIVE, file ? 1 : 0, nullptr);
+    sqlite3_db_config(handle, SQLITE_DBCONFIG_ENABLE_VIEW, 0, nullptr);
+    sqlite3_db_config(handle, SQLITE_DBCONFIG_ENABLE_TRIGGER, 0, nullptr);
+    sqlite3_limit(handle, SQLITE_LIMIT_LENGTH, longest_value);
     sqlite3_busy_handler(handle, on_busy, state_.get());
     sqlite3_progress_handler(handle, operations_between_looks, on_progress, state_.get());
 }
@@ -202,15 +211,18 @@ Failure Connection::failure(int code) const {
         return {Exit::failed, "out of memory"};
     case SQLITE_INTERRUPT:
         return {Exit::failed, "a query of " + path + " did not end; tqctl doctor tells what is foreign in it"};
+    case SQLITE_TOOBIG:
+        return {Exit::failed, path + " has a value of more than 64 MiB; see tqctl doctor"};
     default:
         break;
     }
     const std::string said = sqlite3_errmsg(handle());
     constexpr std::string_view no_table = "no such table: ";
-    if (said.starts_with(no_table)) {
-        return {Exit::failed, path + " has no table " + said.substr(no_table.size()) + " yet; run tqctl init"};
+    const std::string missing = said.starts_with(no_table) ? said.substr(no_table.size()) : "";
+    if (find_table(missing) != nullptr) {
+        return {Exit::failed, path + " has no table " + missing + " yet; run tqctl init"};
     }
-    return {Exit::failed, path + " cannot be used: " + said};
+    return {Exit::failed, path + " cannot be used: " + said + "; see tqctl doctor"};
 }
 
 std::string damage_of(const Connection &database) {

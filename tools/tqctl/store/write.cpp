@@ -30,6 +30,7 @@ std::string name_of(std::int32_t code) {
 // whether one can be made there.
 void try_to_write(const Patience &patience) {
     const Connection database = Connection::write(device_database(), patience);
+    require_own_tables(database);
     database.run("PRAGMA synchronous = OFF");
     database.run("BEGIN IMMEDIATE");
     database.run("CREATE TABLE tqctl_trial (a); ROLLBACK");
@@ -65,8 +66,8 @@ Failure refusal(std::int32_t code, const Table &table, std::optional<std::int32_
     } catch (const Failure &failure) {
         return failure;
     }
-    return {Exit::failed,
-            "the library refused this, and nothing is wrong with " + device_database() + " now; try again"};
+    return {Exit::failed, "the library refused this, for a reason that is no more to be seen in " + device_database() +
+                              "; try again, or see tqctl doctor"};
 }
 
 } // namespace
@@ -93,6 +94,17 @@ void Record::set(const Column &column, const std::string &value, const std::stri
 
 std::string Record::text(std::string_view title) const {
     return bytes() + table_.find(title)->offset;
+}
+
+void require_own_tables(const Connection &database) {
+    Statement foreign(database,
+                      "SELECT type, name, upper(tbl_name) FROM sqlite_master WHERE type IN ('trigger', 'view')");
+    while (foreign.next()) {
+        if (find_table(foreign.text(2)) != nullptr) {
+            throw Failure(Exit::failed, concat(database.path(), " has the ", foreign.text(0), " ", foreign.text(1),
+                                               ", which changes what writes do; see tqctl doctor"));
+        }
+    }
 }
 
 void require_writable() {

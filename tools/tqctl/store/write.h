@@ -36,7 +36,11 @@ private:
     std::vector<std::uint64_t> bytes_;
 };
 
-// Ends the command unless the database can be written just now.
+// Ends the command if a view is in the place of a table, or a trigger makes something else of a write than what is
+// reported.
+void require_own_tables(const Connection &database);
+
+// Ends the command unless the database can be written just now, and has nothing of the above.
 void require_writable();
 
 // Passes the result of a library's write on. One that failed ends the command with the reason; `id` is the row that it
