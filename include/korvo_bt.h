@@ -192,8 +192,9 @@ extern "C" {
  *
  * A file that the process may only read can be read; adds then fail with BTDB_ERR_INSERT, updates with
  * BTDB_ERR_UPDATE. A symlink in place of the file is followed. Whoever can write to the directory, or to
- * the file, decides what callers read, and can keep their calls waiting or running without end: the mode
- * of the directory protects the store as much as that of the file. */
+ * the file, decides what callers read, and can keep their calls waiting or running without end. A journal
+ * that somebody puts into the directory can make any call delete any file that the process may delete.
+ * The mode of the directory protects the store as much as that of the file: see SECURITY.md. */
 #define BTDB_DEFAULT_FILE "/mnt/HDA_ROOT/tq.db"
 
 /* Called once per row of a listing, before the listing function returns, on the caller's thread.

@@ -18,7 +18,7 @@ say 'Rows.'
 sql "INSERT INTO BT_FDATA (fdata_id, fdata_task_id, fdata_file_path) VALUES (5, 9, ''), (6, 9, '$(printf '%04096d' 0)')"
 sql "INSERT INTO BT_INFODATA (infodata_task_id, infodata_creator) VALUES (NULL, ''), (8, '$(printf 'é%.0s' {1..63})')"
 sql "INSERT INTO BT_TASK (task_id, task_state) VALUES (0, 1), (2147483648, 5), (3, 8), (4, NULL)"
-sql "INSERT INTO HTTP_FTP_TASK (task_state, task_savename) VALUES (4, '$(printf '%01023d' 0)')"
+sql "INSERT INTO HTTP_FTP_TASK (task_state, task_savename, task_pid) VALUES (4, '$(printf '%01023d' 0)', 'x'), (1, '', 4e9)"
 tq doctor
 
 say 'Tables and indexes.'

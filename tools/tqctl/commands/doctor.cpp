@@ -240,6 +240,21 @@ void check_texts(Findings &findings, const Connection &database, const Table &ta
     }
 }
 
+// What a record reads as 0 or as another number.
+void check_numbers(Findings &findings, const Connection &database, const Table &table) {
+    for (const Column &column : table.columns.subspan(1)) {
+        if (!is_text(column.kind) && !column.name.empty()) {
+            const std::string too_large = column.width == sizeof(std::int32_t)
+                                              ? concat(" OR ", column.name, " NOT BETWEEN -2147483648 AND 2147483647")
+                                              : "";
+            check_rows(
+                findings, database, "numbers", table,
+                concat("typeof(", column.name, ") IN ('text', 'blob')", too_large),
+                concat("whose ", column.name, " is no number that a record holds; set it anew, or remove the row"));
+        }
+    }
+}
+
 void check_identifiers(Findings &findings, const Connection &database, const Table &table) {
     constexpr std::int64_t most = std::numeric_limits<std::int32_t>::max();
     const std::string id(table.id().name);
@@ -287,6 +302,7 @@ void check_contents(Findings &findings, const Connection &database, const std::v
         }
         check_states(findings, database, *table);
         check_texts(findings, database, *table);
+        check_numbers(findings, database, *table);
         check_identifiers(findings, database, *table);
     }
     if (sound(http_task_table) && database.path() == device_database()) {
@@ -391,9 +407,9 @@ void add_doctor_command(CLI::App &app) {
                     "it, processes that are gone and the message queue. Changes nothing without\n"
                     "--fix, which makes a backup beside the database first and then puts right modes\n"
                     "of files, missing tables and indexes, rows of no task, processes that are gone\n"
-                    "and identifiers that ran out. For the rest it says what to do: damage, foreign\n"
-                    "objects, texts and identifiers that no record holds, a full message queue, the\n"
-                    "directory's mode.");
+                    "and identifiers that ran out, the smaller of which are then used again. It only\n"
+                    "reports damage, foreign objects, a strange journal, values that no record holds,\n"
+                    "a full message queue and the directory's mode.");
     const auto options = std::make_shared<Options>();
     command->add_option("FILE", options->path, "Another file, such as a backup");
     command->add_flag("--fix", options->fix, "Put right what can be, after a backup");

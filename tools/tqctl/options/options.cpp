@@ -78,7 +78,7 @@ Values values_of(const Given &given, const Table &table, unsigned use) {
     for (const auto &[title, value] : given) {
         const Column *column = table.find(title);
         if (column == nullptr || (column->uses & use) == 0) {
-            throw CLI::ValidationError(option_of(title), "not an option for a " + std::string(table.title));
+            throw CLI::ValidationError(option_of(title), concat("not an option for ", table.title, "s"));
         }
         values.emplace_back(column, value);
     }
