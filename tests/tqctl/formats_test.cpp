@@ -1,10 +1,12 @@
 // What strangers send: magnet links, torrents, and texts that must not reach a terminal as they stand.
 #include "base/text.h"
+#include "formats/exchange.h"
 #include "formats/magnet.h"
 #include "formats/torrent.h"
 #include "options/selection.h"
 
 #include <clocale>
+#include <cmath>
 #include <gtest/gtest.h>
 
 namespace {
@@ -121,6 +123,7 @@ TEST(Text, IsFittedByItsWidthOnATerminal) {
     EXPECT_EQ(tqctl::human_bytes(1024), "1.0 KiB");
     EXPECT_EQ(tqctl::human_bytes(1048575), "1.0 MiB");
     EXPECT_EQ(tqctl::human_bytes(-5000000000), "-4.7 GiB");
+    EXPECT_EQ(tqctl::human_bytes(INT64_MAX), "8.0 EiB");
 }
 
 TEST(Torrent, WhatIsNoneIsAFaultWithoutATrace) {
@@ -130,13 +133,55 @@ TEST(Torrent, WhatIsNoneIsAFaultWithoutATrace) {
     EXPECT_EQ(torrent("6:lengthi3e4:name1:a").torrent.hash, "1a400fedb5b77a322498c5506aeb5623f2b71142");
     EXPECT_EQ(torrent("5:filesld6:lengthi3e4:pathl1:b1:ceee4:name1:a").torrent.files.at(0).path, "a/b/c");
     for (const char *info :
-         {"6:lengthi-3e4:name1:a", "6:lengthi3e4:name2:..", "6:lengthi3e4:name3:a/b", "6:lengthi3e", "4:name1:a",
+         {"6:lengthi-3e4:name1:a", "6:lengthi3e4:name2:..", "6:lengthi3e4:name3:a/b",
+          "6:lengthi3e4:name0:", "6:lengthi3e4:name1:.", "6:lengthi3e", "4:name1:a",
           "5:filesld6:lengthi3e4:pathl2:..1:ceee4:name1:a", "6:lengthi3e4:name9:a", "6:length3:abc4:name1:a",
           "5:filesld6:lengthi9223372036854775807e4:pathl1:beed6:lengthi1e4:pathl1:ceee4:name1:a"}) {
         EXPECT_NE(torrent(info).fault, nullptr) << info;
     }
     for (const std::string &bytes : {""s, "d"s, "i1e"s, "d4:infoi1ee"s, "de"s, std::string(100, 'l'), "d1:ae"s}) {
         EXPECT_NE(tqctl::read_torrent(bytes).fault, nullptr) << bytes;
+    }
+}
+
+TEST(Exchange, EveryValueComesBackAsItWas) {
+    const std::vector<tqctl::ExportedCell> cells{tqctl::Cell(),
+                                                 tqctl::Cell(INT64_MIN),
+                                                 tqctl::Cell(2.5),
+                                                 tqctl::Cell(HUGE_VAL),
+                                                 tqctl::Cell(-HUGE_VAL),
+                                                 tqctl::Cell("\xe6\x97\xa5\0"s),
+                                                 tqctl::Cell("\xff"s),
+                                                 tqctl::Cell(tqctl::Blob{"\0\xab"s}),
+                                                 tqctl::Masked{"http://h/"}};
+    const auto text = tqctl::export_start(true) +
+                      tqctl::table_start(true, "T", 7, std::vector<std::string>(cells.size(), "c")) +
+                      tqctl::row_text(true, cells) + tqctl::table_end() + tqctl::export_end();
+    const auto read = tqctl::read_export(text);
+    EXPECT_TRUE(read.masked);
+    ASSERT_EQ(read.tables.size(), 1U);
+    EXPECT_EQ(read.tables[0].last_id, 7);
+    ASSERT_EQ(read.tables[0].rows.size(), 1U);
+    EXPECT_EQ(read.tables[0].rows[0], cells);
+}
+
+TEST(Exchange, AnythingElseIsRefused) {
+    const std::string start = R"({"format": "tqctl export", "version": 1, "passwords": "kept", "tables": [)";
+    const auto value = [&](const std::string &json) {
+        return start + R"({"table": "T", "last_id": 1, "columns": ["c"], "rows": [[)" + json + "]]}]}";
+    };
+    EXPECT_NO_THROW(tqctl::read_export(value("1")));
+    for (const char *json :
+         {"[]", "true", "{}", R"({"blob": "0"})", R"({"blob": "0g"})", R"({"blob": 1})", R"({"real": "nan"})",
+          R"({"masked": 1})", R"({"other": ""})", "9223372036854775808", "", "1, 2", R"({"blob": "", "text": ""})"}) {
+        EXPECT_THROW(tqctl::read_export(value(json)), tqctl::FormatError) << json;
+    }
+    const std::string table = R"({"table": "T", "last_id": 1, "columns": [], "rows": []})";
+    for (const std::string &json :
+         {"[]"s, "{}"s, R"({"format": 1})"s, start + "1]}", start + table + "," + table + "]}",
+          start + R"({"table": 1}]})", start + R"({"table": "T", "last_id": 1.5}]})",
+          start + R"({"table": "T", "last_id": 1, "columns": {}}]})"}) {
+        EXPECT_THROW(tqctl::read_export(json), tqctl::FormatError) << json;
     }
 }
 

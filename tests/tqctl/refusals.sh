@@ -36,6 +36,8 @@ say 'Commands and options; what is near is suggested.'
 tq
 tq frobnicate
 tq lsit
+tq pauseee
+tq resu
 tq help nosuch
 tq help rss nosuch
 tq rss itmes
@@ -52,6 +54,7 @@ tq add -- foo
 tq add --user me --name n
 tq add --hash $hash --name a/b
 tq add "sub/../../none.torrent"
+: >empty.torrent && tq add empty.torrent
 printf 'http://h/a\nnonsense\n' >list && tq add --input list
 tq add --input missing
 tq list --db missing --kind other
