@@ -117,6 +117,7 @@ TEST(Text, PasswordsAreHiddenWhereverTheyStand) {
 TEST(Text, IsFittedByItsWidthOnATerminal) {
     setlocale(LC_CTYPE, "C.UTF-8");
     EXPECT_EQ(tqctl::width_of("a\xe6\x97\xa5z"), 4U);
+    EXPECT_EQ(tqctl::width_of("\xcd\xb8"), 1U); // no character yet
     EXPECT_EQ(tqctl::fitted("\xe6\x97\xa5\xe6\x9c\xac", 3), "\xe6\x97\xa5 ");
     EXPECT_EQ(tqctl::fitted("12", 4, true), "  12");
     EXPECT_EQ(tqctl::human_bytes(1023), "1023 B");

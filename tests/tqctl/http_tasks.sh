@@ -25,7 +25,7 @@ for value in a/b a%41 .. "$(printf '%0250d' 0)"; do tq set http:1 --save-as $val
 
 say 'Paused, resumed, and one that failed tried again.'
 tq pause http:1
-sql 'UPDATE HTTP_FTP_TASK SET task_errcode = 404, task_is_paused = 1 WHERE task_id = 2'
+sql 'UPDATE HTTP_FTP_TASK SET task_errcode = 1, task_is_paused = 1 WHERE task_id = 2'
 tq list --kind http --columns task,status,paused
 tq resume http:1-2
 tq list --kind http --columns task,status,paused,error

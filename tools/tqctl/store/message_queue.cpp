@@ -48,7 +48,7 @@ void send_message(const BtMessage &message) {
 namespace {
 
 bool daemon_listens() {
-    if (msgget(BT_MSG_KEY, 0) == -1 || queue_refuses(0666)) {
+    if (queue_refuses(0666)) {
         return false;
     }
     const auto status = message_queue();
