@@ -20,5 +20,5 @@ tq show $hash
 
 say 'A name that a link brings is one directory entry.'
 "$tqctl" add "magnet:?xt=urn:btih:${hash/0/1}&dn=.." "magnet:?xt=urn:btih:${hash/0/2}&dn=." "magnet:?xt=urn:btih:${hash/0/3}&dn=a/b" >/dev/null
-tq list --columns name --no-header --color auto
+tq list --kind bt --sort task --columns name --no-header --color auto
 tq set bt:1 --folder=F && tq set bt:1 --folder= && status "$tqctl" show bt:1 | grep folder
