@@ -103,6 +103,7 @@ TEST(Text, PasswordsAreHiddenWhereverTheyStand) {
               "magnet:?tr=http%3A%2F%2Fu%3A********%40h&dn=a:b@c&tr=udp%3a%2f%2ft"},
              {"http://t/announce?passkey=1&a=2&Auth_Token=3#f",
               "http://t/announce?passkey=********&a=2&Auth_Token=********#f"},
+             {"http://t/?&token=abc&a", "http://t/?&token=********&a"},
              {"magnet:?tr=http%3A%2F%2Ft%3Ftoken%3Dabc&dn=x", "magnet:?tr=http%3A%2F%2Ft%3Ftoken%3D********&dn=x"},
          }) {
         EXPECT_EQ(without_passwords(text), shown);

@@ -31,6 +31,7 @@ tq list --per-page 0
 tq list --page 1000000 --per-page 1000000 --no-header
 for number in 3000000000 1x '' 1.5; do tq add --hash $hash --position "$number"; done
 tq files bt:1 --want 3-1
+cp /mnt/HDA_ROOT/tq.db copy.db && tq files bt:1 --want 1 --db copy.db
 
 say 'Commands and options; what is near is suggested.'
 tq
